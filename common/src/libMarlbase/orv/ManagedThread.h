@@ -36,10 +36,10 @@ public:
     // Read by thread functions to find their work.
     void* m_userPointer;
 
-private:
-    ManagedThread(ManagedThread const&);
-    ManagedThread& operator=(ManagedThread const&);
+    ManagedThread(ManagedThread const&) = delete;
+    ManagedThread& operator=(ManagedThread const&) = delete;
 
+private:
     static DWORD WINAPI threadMain(LPVOID self);
     void runFunction();
 

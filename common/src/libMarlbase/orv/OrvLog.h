@@ -70,10 +70,10 @@ public:
 
     String const& text() const;
 
-private:
-    LoggerStream(LoggerStream const&);
-    LoggerStream& operator=(LoggerStream const&);
+    LoggerStream(LoggerStream const&) = delete;
+    LoggerStream& operator=(LoggerStream const&) = delete;
 
+private:
     String m_text;
 };
 
@@ -95,10 +95,10 @@ public:
 
     char const* category() const;
 
-private:
-    Logger(Logger const&);
-    Logger& operator=(Logger const&);
+    Logger(Logger const&) = delete;
+    Logger& operator=(Logger const&) = delete;
 
+private:
     std::string m_category;
 };
 
@@ -126,10 +126,10 @@ public:
     TraceLogger(Logger* logger, char const* label, char const* file, int line);
     ~TraceLogger();
 
-private:
-    TraceLogger(TraceLogger const&);
-    TraceLogger& operator=(TraceLogger const&);
+    TraceLogger(TraceLogger const&) = delete;
+    TraceLogger& operator=(TraceLogger const&) = delete;
 
+private:
     Logger* m_logger;
     char const* m_label;
     int m_line;
@@ -172,13 +172,18 @@ public:
     ~LogLine();
     LoggerStream& stream() { return m_stream; }
 
-private:
-    LogLine(LogLine const&);
-    LogLine& operator=(LogLine const&);
+    LogLine(LogLine const&) = delete;
+    LogLine& operator=(LogLine const&) = delete;
 
+private:
     Logger* m_logger;
     int m_level;
     LoggerStream m_stream;
+};
+
+// Turns a composed line into a void expression for ORV_LOG.
+struct LogLineEnd {
+    void operator&(LoggerStream&) const {}
 };
 
 }  // namespace detail
@@ -191,10 +196,14 @@ private:
     }                                             \
     static_assert(true, "")
 
-#define ORV_LOG(level)                                                                 \
-    if (!::orv::detail::logLineIsOn((level), orvFileLogger_, orvFileCategory_)) {     \
-    } else                                                                             \
-        ::orv::detail::LogLine(orvFileLogger_, (level), __LINE__).stream()
+// An expression, not an if statement, so that it nests in an unbraced if
+// without an ambiguous else. `&` binds looser than `<<`, so the whole chain
+// is composed before LogLineEnd takes it; the line is written when the
+// LogLine temporary ends with the statement.
+#define ORV_LOG(level)                                                                \
+    !::orv::detail::logLineIsOn((level), orvFileLogger_, orvFileCategory_)            \
+        ? (void)0                                                                     \
+        : ::orv::detail::LogLineEnd() & ::orv::detail::LogLine(orvFileLogger_, (level), __LINE__).stream()
 
 #define ORV_TRACE_NAME2_(prefix, line) prefix##line
 #define ORV_TRACE_NAME_(prefix, line) ORV_TRACE_NAME2_(prefix, line)

@@ -31,9 +31,10 @@ public:
 
     _BucketBase* next;
 
+    _BucketBase(_BucketBase const&) = delete;
+    _BucketBase& operator=(_BucketBase const&) = delete;
+
 private:
-    _BucketBase(_BucketBase const&);
-    _BucketBase& operator=(_BucketBase const&);
 };
 
 template <class K, class T, class Eq>
@@ -67,10 +68,10 @@ public:
 
     unsigned int count() const;
 
-private:
-    _HashTableRep(_HashTableRep const&);
-    _HashTableRep& operator=(_HashTableRep const&);
+    _HashTableRep(_HashTableRep const&) = delete;
+    _HashTableRep& operator=(_HashTableRep const&) = delete;
 
+private:
     _BucketBase** m_chains;
     unsigned int m_chainCount;
     unsigned int m_count;
@@ -127,11 +128,11 @@ public:
 
     bool contains(K const& key) const { return lookup(key) != nullptr; }
 
+    HashTable(HashTable const&) = delete;
+    HashTable& operator=(HashTable const&) = delete;
+
 private:
     typedef _Bucket<K, T, Eq> Bucket;
-
-    HashTable(HashTable const&);
-    HashTable& operator=(HashTable const&);
 
     _HashTableRep m_rep;
 };
@@ -177,10 +178,10 @@ public:
     Array<K> const& keys() const { return m_keys; }
     Array<V> const& values() const { return m_values; }
 
-private:
-    OrderedHashTable(OrderedHashTable const&);
-    OrderedHashTable& operator=(OrderedHashTable const&);
+    OrderedHashTable(OrderedHashTable const&) = delete;
+    OrderedHashTable& operator=(OrderedHashTable const&) = delete;
 
+private:
     HashTable<K, Uint32, Eq, Hash> m_index;
     Array<K> m_keys;
     Array<V> m_values;

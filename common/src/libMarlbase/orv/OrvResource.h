@@ -125,9 +125,10 @@ public:
 protected:
     Uint32 m_referenceCount;
 
+    SharedResourceManagerCommonBase(SharedResourceManagerCommonBase const&) = delete;
+    SharedResourceManagerCommonBase& operator=(SharedResourceManagerCommonBase const&) = delete;
+
 private:
-    SharedResourceManagerCommonBase(SharedResourceManagerCommonBase const&);
-    SharedResourceManagerCommonBase& operator=(SharedResourceManagerCommonBase const&);
 };
 
 // Plain counting: the shares of one resource stay on one thread at a time.
