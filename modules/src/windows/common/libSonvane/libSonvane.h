@@ -1,8 +1,17 @@
 #pragma once
-// Everything a module of the diagnostics suite includes to use the library.
+// Every public header of libSonvane: a C++ module includes this one.
 #include <libSonvane/SonvaneExport.h>
 
-#include <libSonvane/audiopart.h>
+#include <COM/AtlComPtr.h>
+#include <COM/comptr.h>
+
+#include <libSonvane/AudioDeviceInterface.h>
+#include <libSonvane/audiodeviceendpoint.h>
 #include <libSonvane/audiodevicetopology.h>
-#include <libSonvane/VolumeChangeNotification.h>
+#include <libSonvane/audiopart.h>
+#include <libSonvane/endpointdeviceenumerator.h>
+#include <libSonvane/sonvaneflat.h>
 #include <libSonvane/volumecontroller.h>
+#include <libSonvane/VolumeChangeNotification.h>
+
+#include <libTrelwave/pcmsupport.h>
