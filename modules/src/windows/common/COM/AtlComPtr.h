@@ -11,6 +11,8 @@
 #include <objbase.h>
 #include <unknwn.h>
 
+#include <memory>
+
 namespace ATL {
 
 template <class T>
@@ -38,7 +40,9 @@ public:
     }
     T* operator=(const CComPtr& other) noexcept { return *this = other.p; }
     T* operator=(CComPtr&& other) noexcept {
-        if (this != &other) {
+        // operator& is the out-parameter accessor, so the address is taken
+        // with addressof.
+        if (this != std::addressof(other)) {
             T* old = p;
             p = other.p;
             other.p = nullptr;
