@@ -17,6 +17,10 @@ HRESULT createDeviceEnumerator(IMMDeviceEnumerator** out) {
                             __uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(out));
 }
 
+struct EnumeratorMaker {
+    static AudioDeviceEnumerator* make() { return new AudioDeviceEnumerator(); }
+};
+
 }  // namespace detail
 
 namespace {
@@ -60,7 +64,7 @@ unsigned int listAllDevices(IMMDeviceEnumerator* deviceEnumerator, EDataFlow flo
 
 SharedAudioDeviceEnumerator enumerator() {
     ORV_TRACE("libSonvane::enumerator");
-    return SharedAudioDeviceEnumerator(new AudioDeviceEnumerator());
+    return SharedAudioDeviceEnumerator(detail::EnumeratorMaker::make());
 }
 
 AudioDeviceEnumerator::AudioDeviceEnumerator() = default;
@@ -129,7 +133,7 @@ bool AudioDeviceEnumerator::addNotificationClient(ATL::CComPtr<IMMNotificationCl
 
 AudioDeviceEnumeratorFactory::EnumeratorHolder& AudioDeviceEnumeratorFactory::enumerator() {
     if (m_enumerator.isNil()) {
-        m_enumerator = EnumeratorHolder(new AudioDeviceEnumerator());
+        m_enumerator = EnumeratorHolder(detail::EnumeratorMaker::make());
     }
     return m_enumerator;
 }

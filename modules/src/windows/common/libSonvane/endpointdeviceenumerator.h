@@ -25,7 +25,11 @@ class AudioDevice;
 namespace libSonvane {
 
 class AudioDeviceEnumerator;
-class AudioDeviceEnumeratorFactory;
+
+namespace detail {
+// The one maker of enumerators, for enumerator() and the factory.
+struct EnumeratorMaker;
+}  // namespace detail
 
 typedef orv::SharedResource<orv::PointerStorage<AudioDeviceEnumerator, 0, 3>, 0> SharedAudioDeviceEnumerator;
 
@@ -57,8 +61,7 @@ public:
     bool addNotificationClient(ATL::CComPtr<IMMNotificationClient> const& client);
 
 private:
-    friend SharedAudioDeviceEnumerator enumerator();
-    friend class AudioDeviceEnumeratorFactory;
+    friend struct detail::EnumeratorMaker;
 
     // Creates no platform object; only COM is initialised.
     AudioDeviceEnumerator();
