@@ -2,6 +2,7 @@
 // and the device format that a device object puts back when it goes.
 #include <libSonvane/libSonvane.h>
 
+#include <LogCapture.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -148,6 +149,24 @@ TEST_F(RealStack, FlatListAgreesWithThePlatformEnumerator) {
         EXPECT_EQ(L'#', untouched);
     }
     tearDown();
+}
+
+// By id the device is looked up through the process-wide enumerator, which
+// stays until the library unloads at the end of this program.
+TEST_F(RealStack, DeviceByIdIsTheSameEndpointAsByInterface) {
+    AudioDevice byInterface(defaultRender().p);
+    ASSERT_TRUE(byInterface.isInitialized());
+    AudioDevice byId(byInterface.deviceProperty().deviceId);
+    ASSERT_TRUE(byId.isInitialized());
+    EXPECT_TRUE(byId == byInterface);
+    EXPECT_EQ(byInterface.deviceProperty().endpointType, byId.deviceProperty().endpointType);
+    EXPECT_EQ(1u, byId.deviceProperty().state);
+    EXPECT_TRUE(byId.isDefaultEndpoint());
+
+    LogCapture log;
+    AudioDevice unknown(orv::String("{0.0.0.00000000}.{00000000-0000-0000-0000-000000000000}"));
+    EXPECT_FALSE(unknown.isInitialized());
+    EXPECT_TRUE(log.contains("IMMDeviceEnumerator::GetDevice returns 0x", 3)) << log.dump();
 }
 
 TEST_F(RealStack, ChangedDeviceFormatIsBackAfterTheLastChangedCopyIsGone) {
