@@ -28,20 +28,18 @@ namespace {
 // Every device state at once: active, disabled, not present and unplugged.
 DWORD const kAllDeviceStates = DEVICE_STATEMASK_ALL;
 
-// Reads one endpoint into a device and appends it. A device that could not be
-// read is listed all the same, with what was read.
+}  // namespace
+
+namespace detail {
+
 void appendDevice(IMMDevice* device, orv::Array<AudioDevice>& out) {
     AudioDevice audioDevice;
     audioDevice.initialize(device);
     out.append(audioDevice);
 }
 
-// The listing shared by the single-list enumerators: every endpoint of `flow`
-// in every state, in the collection's order. Platform results are not
-// tested; `countLine` writes the enumerator's own line about the count.
-template <class CountLine>
 unsigned int listAllDevices(IMMDeviceEnumerator* deviceEnumerator, EDataFlow flow, orv::Array<AudioDevice>& out,
-                            CountLine countLine) {
+                            void (*countLine)(UINT count)) {
     out.clear();
     ATL::CComPtr<IMMDeviceCollection> collection;
     HRESULT const result = deviceEnumerator->EnumAudioEndpoints(flow, kAllDeviceStates, &collection);
@@ -58,7 +56,7 @@ unsigned int listAllDevices(IMMDeviceEnumerator* deviceEnumerator, EDataFlow flo
     return out.size();
 }
 
-}  // namespace
+}  // namespace detail
 
 // --- AudioDeviceEnumerator ------------------------------------------------
 
@@ -108,8 +106,8 @@ AudioDeviceEnumerator::DeviceEnumeratorView AudioDeviceEnumerator::deviceEnumera
 
 unsigned int AudioDeviceEnumerator::audioDevices(EDataFlow flow, orv::Array<AudioDevice>& out) const {
     ORV_TRACE("AudioDeviceEnumerator::audioDevices");
-    return listAllDevices(m_deviceEnumerator, flow, out,
-                          [](UINT count) { ORV_LOG(2) << "Found " << count << " devices"; });
+    return detail::listAllDevices(m_deviceEnumerator, flow, out,
+                                  [](UINT count) { ORV_LOG(2) << "Found " << count << " devices"; });
 }
 
 bool AudioDeviceEnumerator::addNotificationClient(ATL::CComPtr<IMMNotificationClient> const& client) {

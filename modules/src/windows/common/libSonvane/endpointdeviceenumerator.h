@@ -10,17 +10,25 @@
 //                                                 made on first use and deleted
 //                                                 when the library unloads.
 // The two never share anything.
+//
+// Two listers read endpoints without that lasting object:
+//   libSonvane::EndpointDeviceEnumerator   a short-lived lister for one
+//                                          listing, with its own platform
+//                                          enumerator made in the constructor;
+//   EndpointDeviceEnumeratorCommon         the endpoints of one data flow
+//                                          filed into four lists by state.
+// Neither initialises COM: the calling thread must have done so.
 #include <libSonvane/SonvaneExport.h>
 #include <COM/AtlComPtr.h>
 #include <COM/comptr.h>
+
+#include <libSonvane/audiodeviceendpoint.h>
 
 #include <orv/OrvArray.h>
 #include <orv/OrvResource.h>
 
 #include <windows.h>
 #include <mmdeviceapi.h>
-
-class AudioDevice;
 
 namespace libSonvane {
 
@@ -85,4 +93,83 @@ private:
     static EnumeratorHolder m_enumerator;
 };
 
+// Lists endpoints for one caller and one moment. The platform enumerator is
+// made at construction and stays null when that fails: test isInitialized()
+// before audioDevices, which does not.
+class SONVANE_API EndpointDeviceEnumerator {
+public:
+    EndpointDeviceEnumerator();
+    // Copies share the platform enumerator.
+    EndpointDeviceEnumerator(EndpointDeviceEnumerator const& other);
+    EndpointDeviceEnumerator& operator=(EndpointDeviceEnumerator const& other);
+    ~EndpointDeviceEnumerator();
+
+    bool isInitialized() const;
+    ATL::CComPtr<IMMDeviceEnumerator> const& enumerator() const;
+    // Replaces `out` with one AudioDevice per endpoint of `flow`, in every
+    // state and in the platform's order; returns the count.
+    unsigned int audioDevices(EDataFlow flow, orv::Array<AudioDevice>& out) const;
+
+private:
+    // Releases what it held and makes a new platform enumerator.
+    bool initialize();
+
+    ATL::CComPtr<IMMDeviceEnumerator> m_enumerator;
+};
+
 }  // namespace libSonvane
+
+// The endpoints of one data flow in four lists, one per device state, and
+// at most one registered notification observer. For other modules of the
+// suite: nothing in this library makes one.
+//
+// The observer is a plain pointer. Neither clear() nor the destructor
+// unregisters it, so a registered observer must be replaced or outlive the
+// object; copies name the same observer.
+class SONVANE_API EndpointDeviceEnumeratorCommon {
+public:
+    EndpointDeviceEnumeratorCommon();
+    // Enumerates `flow` at once; the result is dropped.
+    explicit EndpointDeviceEnumeratorCommon(EDataFlow flow);
+    EndpointDeviceEnumeratorCommon(EndpointDeviceEnumeratorCommon const& other);
+    EndpointDeviceEnumeratorCommon& operator=(EndpointDeviceEnumeratorCommon const& other);
+    ~EndpointDeviceEnumeratorCommon();
+
+    // Starts from scratch with a new platform enumerator and fills the lists;
+    // false, with everything empty, when the enumerator cannot be made.
+    bool enumerate(EDataFlow flow);
+    // Renews the lists with the enumerator already held, which must exist.
+    void refresh(EDataFlow flow);
+
+    orv::Array<AudioDevice> activeDevice();
+    orv::Array<AudioDevice> notPresentDevice();
+    orv::Array<AudioDevice> disabledDevice();
+    orv::Array<AudioDevice> unpluggedDevice();
+    orv::Array<AudioDevice> const& activeDevice() const;
+    orv::Array<AudioDevice> const& notPresentDevice() const;
+    orv::Array<AudioDevice> const& disabledDevice() const;
+    orv::Array<AudioDevice> const& unpluggedDevice() const;
+
+    ATL::CComPtr<IMMDeviceEnumerator> enumerator();
+    // Replaces the registered observer; null is ignored and keeps the old
+    // one. Only the last observer is ever registered.
+    void registerNotificationObserver(IMMNotificationClient* client);
+
+private:
+    // Room for a later use; nothing fills it.
+    struct ReservedRecord {
+        unsigned int value;
+    };
+
+    void unregisterNotificationObserver();
+    void clearDeviceList();
+    void clear();
+
+    orv::Array<AudioDevice> m_activeDevice;
+    orv::Array<AudioDevice> m_notPresentDevice;
+    orv::Array<AudioDevice> m_disabledDevice;
+    orv::Array<AudioDevice> m_unpluggedDevice;
+    orv::Array<ReservedRecord> m_reservedRecord;
+    IMMNotificationClient* m_notificationObserver;
+    ATL::CComPtr<IMMDeviceEnumerator> m_enumerator;
+};

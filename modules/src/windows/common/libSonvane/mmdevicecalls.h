@@ -4,12 +4,27 @@
 #include <windows.h>
 #include <mmdeviceapi.h>
 
+#include <orv/OrvArray.h>
+
+class AudioDevice;
+
 namespace libSonvane {
 namespace detail {
 
 // CoCreateInstance of the system's device enumerator, in-process, written
 // straight into *out: whatever *out held before is not released.
 HRESULT createDeviceEnumerator(IMMDeviceEnumerator** out);
+
+// Reads one endpoint into a new AudioDevice and appends it. A device that
+// could not be read is listed all the same, with what was read.
+void appendDevice(IMMDevice* device, orv::Array<AudioDevice>& out);
+
+// The listing shared by the single-list enumerators: replaces `out` with one
+// AudioDevice per endpoint of `flow` in every state, in the collection's
+// order, and returns the count. Platform results are not tested;
+// `countLine` writes the enumerator's own line about the count.
+unsigned int listAllDevices(IMMDeviceEnumerator* deviceEnumerator, EDataFlow flow, orv::Array<AudioDevice>& out,
+                            void (*countLine)(UINT count));
 
 }  // namespace detail
 }  // namespace libSonvane
