@@ -10,6 +10,8 @@
 #include <libSonvane/audiodevicetopology.h>
 #include <libSonvane/audiopart.h>
 #include <libSonvane/endpointdeviceenumerator.h>
+#include <libSonvane/EndpointEnumerator.h>
+#include <libSonvane/EndpointGroup.h>
 #include <libSonvane/sonvaneflat.h>
 #include <libSonvane/volumecontroller.h>
 #include <libSonvane/VolumeChangeNotification.h>

@@ -4,6 +4,8 @@
 #include <windows.h>
 #include <mmdeviceapi.h>
 
+struct IDeviceTopology;
+
 #include <orv/OrvArray.h>
 
 class AudioDevice;
@@ -14,6 +16,12 @@ namespace detail {
 // CoCreateInstance of the system's device enumerator, in-process, written
 // straight into *out: whatever *out held before is not released.
 HRESULT createDeviceEnumerator(IMMDeviceEnumerator** out);
+
+// IMMDevice::Activate of the device's topology, in any server context.
+HRESULT activateDeviceTopology(IMMDevice* device, IDeviceTopology** out);
+
+// IMMDevice::OpenPropertyStore for reading only.
+HRESULT openPropertyStoreForReading(IMMDevice* device, IPropertyStore** out);
 
 // Reads one endpoint into a new AudioDevice and appends it. A device that
 // could not be read is listed all the same, with what was read.
