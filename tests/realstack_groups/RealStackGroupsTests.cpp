@@ -1,0 +1,131 @@
+// Endpoint groups against the machine's own audio stack. Wine offers no
+// device topology, so no endpoint leads to an adapter: every endpoint must be
+// looked at, dropped without an error line, and the result is no group.
+#include <libSonvane/libSonvane.h>
+
+#include "LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <mmdeviceapi.h>
+#include <devicetopology.h>
+
+#include <string>
+
+namespace {
+
+class RealStackGroups : public ::testing::Test {
+protected:
+    void SetUp() override {
+        CoInitialize(nullptr);
+        HRESULT const hr = CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_INPROC_SERVER,
+                                            __uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(&m_platform));
+        ASSERT_TRUE(SUCCEEDED(hr)) << "no device enumerator on this machine: is the audio stack running?";
+    }
+    void TearDown() override {
+        m_platform.Release();
+        CoUninitialize();
+    }
+
+    // Endpoints in the states the groups are built from, counted without the
+    // library, and whether any of them has a topology.
+    void countGroupableEndpoints(UINT& count, bool& anyTopology) {
+        count = 0;
+        anyTopology = false;
+        ATL::CComPtr<IMMDeviceCollection> collection;
+        DWORD const states = DEVICE_STATE_ACTIVE | DEVICE_STATE_DISABLED | DEVICE_STATE_UNPLUGGED;
+        ASSERT_TRUE(SUCCEEDED(m_platform->EnumAudioEndpoints(eAll, states, &collection)));
+        collection->GetCount(&count);
+        for (UINT i = 0; i < count; ++i) {
+            ATL::CComPtr<IMMDevice> device;
+            collection->Item(i, &device);
+            ATL::CComPtr<IDeviceTopology> topology;
+            if (SUCCEEDED(device->Activate(__uuidof(IDeviceTopology), CLSCTX_ALL, nullptr,
+                                           reinterpret_cast<void**>(&topology)))) {
+                anyTopology = true;
+            }
+        }
+    }
+
+    ATL::CComPtr<IMMDevice> defaultEndpoint(EDataFlow flow) {
+        ATL::CComPtr<IMMDevice> device;
+        m_platform->GetDefaultAudioEndpoint(flow, eConsole, &device);
+        return device;
+    }
+
+    ATL::CComPtr<IMMDeviceEnumerator> m_platform;
+};
+
+TEST_F(RealStackGroups, NoTopologyGivesNoGroupAndNoErrorLine) {
+    UINT groupable = 0;
+    bool anyTopology = true;
+    countGroupableEndpoints(groupable, anyTopology);
+    ASSERT_GT(groupable, 0u) << "the stack should offer at least its default endpoints";
+    ASSERT_FALSE(anyTopology) << "this stack has a device topology: the groups would not be empty";
+
+    LogCapture log;
+    libSonvane::EndpointEnumerator enumerator;
+    orv::Array<libSonvane::SharedEndpointGroup> groups;
+    groups.append(libSonvane::SharedEndpointGroup(new libSonvane::EndpointGroup()));
+    EXPECT_EQ(0u, enumerator.enumerate(groups));
+    EXPECT_EQ(0u, groups.size()) << "enumerate must empty what it is given";
+
+    // The enumerator is silent about endpoints without topology: what tells
+    // why the list is empty is that every groupable endpoint went through the
+    // adapter lookup (its trace line) and no line above detail was written.
+    EXPECT_EQ(groupable, log.count("Entering getInstanceId", 1)) << log.dump();
+    for (LogCapture::Record const& record : log.records()) {
+        if (record.category == "libSonvane.EndpointEnumerator") {
+            EXPECT_EQ(1, record.level) << record.text;
+        }
+    }
+
+    // A second run over the same object and a close after it change nothing.
+    EXPECT_EQ(0u, enumerator.enumerate(groups));
+    enumerator.close();
+    enumerator.close();
+    EXPECT_EQ(0u, enumerator.enumerate(groups));
+}
+
+// A group made by hand around Wine's default endpoints: the property store
+// is real, so sorting by form factor and the state reading run for real.
+TEST_F(RealStackGroups, HandMadeGroupSortsRealEndpoints) {
+    ATL::CComPtr<IMMDevice> render = defaultEndpoint(eRender);
+    ATL::CComPtr<IMMDevice> capture = defaultEndpoint(eCapture);
+    ASSERT_TRUE(render);
+    ASSERT_TRUE(capture);
+
+    libSonvane::EndpointGroup group(render, "ROOT\\MEDIA\\0000");
+    EXPECT_TRUE(group.isInitialized());
+    EXPECT_TRUE(group.matches("root\\media\\0000"));
+
+    // Names before the lists take the endpoints. Wine advertises an interface
+    // friendly name but no enumerator name; the empty one is read without harm.
+    orv::String const friendlyName = group.friendlyName();
+    EXPECT_FALSE(friendlyName.empty());
+    group.enumeratorName();
+
+    // The default render endpoint is active, and Wine gives it a playback
+    // form factor, so the group plays.
+    EXPECT_TRUE(group.hasActivePlaybackDevice());
+    orv::Uint32 const playback =
+        group.analogOut().size() + group.headphone().size() + group.spdif().size() + group.hdmi().size();
+    EXPECT_EQ(1u, playback);
+    EXPECT_EQ(0u, group.mic().size());
+    EXPECT_EQ(0u, group.lineIn().size());
+
+    libSonvane::EndpointGroup captureGroup(capture, "ROOT\\MEDIA\\0001");
+    EXPECT_FALSE(captureGroup.hasActivePlaybackDevice());
+    EXPECT_EQ(1u, captureGroup.mic().size() + captureGroup.lineIn().size());
+
+    // The name was kept, so asking again after the lists took the only
+    // endpoint reads nothing.
+    EXPECT_TRUE(friendlyName == group.friendlyName());
+
+    group.close();
+    EXPECT_EQ(0u, group.analogOut().size() + group.headphone().size());
+    EXPECT_TRUE(group.isInitialized());
+}
+
+}  // namespace
