@@ -5,7 +5,9 @@
 #include <COM/AtlComPtr.h>
 #include <COM/comptr.h>
 
+#include <libSonvane/AudioCapture.h>
 #include <libSonvane/AudioDeviceInterface.h>
+#include <libSonvane/AudioRenderer.h>
 #include <libSonvane/audiodeviceendpoint.h>
 #include <libSonvane/audiodevicetopology.h>
 #include <libSonvane/audiopart.h>
@@ -15,5 +17,10 @@
 #include <libSonvane/sonvaneflat.h>
 #include <libSonvane/volumecontroller.h>
 #include <libSonvane/VolumeChangeNotification.h>
+#include <libSonvane/WaveIn.h>
+#include <libSonvane/WaveOut.h>
 
+#include <libTrelwave/PCMSampleStore.h>
+#include <libTrelwave/PCMTrack.h>
+#include <libTrelwave/StaticPCMBuffer.h>
 #include <libTrelwave/pcmsupport.h>

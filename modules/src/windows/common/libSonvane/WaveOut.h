@@ -1,0 +1,76 @@
+#pragma once
+// One waveOut device and one header that carries a whole PCMTrack in one go:
+// no queue of small blocks and no callback. The system marks the end of
+// playing with WHDR_DONE in the header's flags, and the stream above polls
+// for it (stillPlaying). A looping header plays until stop.
+//
+// Header states: closed or aimed (flags 0), prepared (start), done (played
+// out, or a reset), unprepared (stop). start never clears the flags, so a
+// used header must be aimed again with setPCMOutput before the next start;
+// isInitialized is false until then.
+//
+// The device handle is shared by copies under a locked count and closed by
+// the last holder; there is no close of its own. Copies also copy the header
+// and the abort flag by value. Nothing guards the header or the abort flag:
+// the system writes the flags from its own thread and readers take them as
+// plain fields.
+#include <libSonvane/SonvaneExport.h>
+
+#include <libTrelwave/PCMTrack.h>
+
+#include <orv/OrvResource.h>
+
+#include <windows.h>
+#include <mmsystem.h>
+
+namespace libSonvane {
+
+// Storage of an open waveOut handle for orv::SharedResource; null is no
+// device. Disposal closes the device.
+struct SONVANE_API WaveOutHandleStorage {
+    typedef HWAVEOUT Handle;
+
+    static Handle nilValue() { return nullptr; }
+    static bool isNil(Handle const& handle) { return handle == nullptr; }
+    static void dispose(Handle& handle);
+};
+
+class SONVANE_API WaveOut {
+public:
+    WaveOut();
+    WaveOut(WaveOut const& other);
+    WaveOut& operator=(WaveOut const& other);
+    // Gives up this share of the handle; stops nothing.
+    ~WaveOut();
+
+    // Opens the device for the track's format and aims the header at the
+    // track's storage. A header still aimed at storage on the same device,
+    // and not aborted, keeps its handle. A failed open leaves the old handle
+    // and header alone.
+    bool open(unsigned int deviceId, libTrelwave::PCMTrack const& track);
+    // Aims the header at the track's storage; an empty track keeps the old
+    // header and answers false.
+    bool setPCMOutput(libTrelwave::PCMTrack const& track);
+    // Prepares and writes the header, looping it for ever when `loop`.
+    bool start(bool loop);
+    // Resets the device, which hands the header back done, and unprepares
+    // it. True when there is no handle.
+    bool stop();
+    // Marks the transfer as given up for the poller; the device goes on.
+    void abort();
+    bool isAborted() const;
+    bool stillPlaying() const;
+    // Handle open and header aimed at storage, not yet prepared or done.
+    bool isInitialized() const;
+
+    unsigned int deviceId() const { return m_deviceId; }
+    WAVEHDR const& header() const { return m_header; }
+
+private:
+    unsigned int m_deviceId;
+    orv::SharedResource<WaveOutHandleStorage, 1> m_handle;
+    WAVEHDR m_header;
+    bool m_aborted;
+};
+
+}  // namespace libSonvane
