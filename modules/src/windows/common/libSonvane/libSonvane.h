@@ -15,6 +15,7 @@
 #include <libSonvane/EndpointEnumerator.h>
 #include <libSonvane/EndpointGroup.h>
 #include <libSonvane/sonvaneflat.h>
+#include <libSonvane/soundcard.h>
 #include <libSonvane/volumecontroller.h>
 #include <libSonvane/VolumeChangeNotification.h>
 #include <libSonvane/WaveIn.h>
