@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 using libTrelwave::PCMSampleStore;
@@ -28,12 +29,8 @@ public:
                 m_storage[frame * 4 + byte] = static_cast<unsigned char>(frame + 1);
             }
         }
-        buffer.format.wFormatTag = WAVE_FORMAT_PCM;
-        buffer.format.nChannels = 2;
-        buffer.format.wBitsPerSample = 16;
         buffer.format.nBlockAlign = 4;
         buffer.format.nSamplesPerSec = 8000;
-        buffer.format.nAvgBytesPerSec = 32000;
         buffer.data = m_storage.data();
         buffer.size = 40;
     }
@@ -59,10 +56,6 @@ std::vector<int> frameValues(PCMSampleStore const& out) {
     return values;
 }
 
-std::vector<unsigned char> bytes(PCMSampleStore const& store) {
-    return std::vector<unsigned char>(store.data, store.data + store.size);
-}
-
 }  // namespace
 
 TEST(ReadFrames, CrossingTheEndReachesOneFramePastItAndWrapsOneFrameShort) {
@@ -81,22 +74,9 @@ TEST(ReadFrames, CrossingTheEndReachesOneFramePastItAndWrapsOneFrameShort) {
     tone.buffer.readFrames(7, 4, true, out);
     EXPECT_EQ((std::vector<int>{8, 9, 10, kBeyondEnd}), frameValues(out));
 
-    // Ending on the last frame stays inside the storage.
-    tone.buffer.readFrames(6, 4, true, out);
+    // Ending on the last frame stays inside the storage; positions fold.
+    tone.buffer.readFrames(1006, 4, true, out);
     EXPECT_EQ((std::vector<int>{7, 8, 9, 10}), frameValues(out));
-}
-
-TEST(ReadFrames, PositionIsFoldedIntoTheBuffer) {
-    TenFrames tone;
-    PCMSampleStore folded;
-    PCMSampleStore direct;
-
-    tone.buffer.readFrames(18, 4, true, folded);
-    tone.buffer.readFrames(8, 4, true, direct);
-    EXPECT_EQ(bytes(direct), bytes(folded));
-
-    tone.buffer.readFrames(1003, 3, true, folded);
-    EXPECT_EQ((std::vector<int>{4, 5, 6}), frameValues(folded));
 }
 
 TEST(ReadFrames, OutputIsExactlyTheFramesAskedForAndEmptyForNone) {
@@ -202,7 +182,7 @@ TEST(PCMSampleStore, BorrowedMemoryIsCopiedOnChangeAndNeverFreed) {
     PCMSampleStore copy(store);
     EXPECT_NE(borrowed, copy.data);
     EXPECT_EQ(40u, copy.capacity);
-    EXPECT_EQ(bytes(store), bytes(copy));
+    EXPECT_EQ(0, std::memcmp(borrowed, copy.data, 40));
 }
 
 TEST(PCMTrack, BindingBorrowsTheBufferStorageAndTakesItsPlainFormat) {
