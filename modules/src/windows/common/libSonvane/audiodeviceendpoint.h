@@ -81,6 +81,10 @@ public:
 
     // Copies the topology's connectors into `list`; returns their number.
     unsigned int connector(orv::Array<AudioComponent<IConnector>>& list);
+    // Replaces `list` with the jack descriptions of the first connector whose
+    // far side has a jack interface; returns their number. Without a topology
+    // `list` is left alone and the answer is 0.
+    unsigned int jackInfo(orv::Array<KSJACK_DESCRIPTION>& list);
     ATL::CComPtr<IDeviceTopology> const& deviceTopology() const;
     void deviceTopology(AudioDeviceTopology& topology) const;
 
@@ -115,6 +119,10 @@ private:
     void readDirectSoundGuid();
     void readNodeType();
     HRESULT queryEndpoint(ATL::CComPtr<IMMEndpoint>& endpoint) const;
+    // One driver message to legacy wave device `deviceId`: output devices for
+    // render, input devices otherwise. Answers the driver's result.
+    unsigned int waveMessage(EDataFlow flow, unsigned int deviceId, unsigned int message, unsigned __int64 param1,
+                             unsigned __int64 param2);
 
     template <class Type>
     bool getDeviceData(PROPERTYKEY const& key, Type& value);
