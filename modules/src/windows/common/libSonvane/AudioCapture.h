@@ -19,6 +19,7 @@ class SONVANE_API AudioCapture {
 public:
     AudioCapture();
     AudioCapture(AudioCapture const& other);
+    AudioCapture& operator=(AudioCapture const& other) = default;
     virtual ~AudioCapture();
 
     // Binds device and buffer.

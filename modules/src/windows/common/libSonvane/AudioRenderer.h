@@ -33,6 +33,7 @@ public:
 
     AudioRenderer();
     AudioRenderer(AudioRenderer const& other);
+    AudioRenderer& operator=(AudioRenderer const& other) = default;
     virtual ~AudioRenderer();
 
     // Binds device and buffer; true when playing can start.
