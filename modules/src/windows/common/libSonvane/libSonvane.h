@@ -6,8 +6,12 @@
 #include <COM/comptr.h>
 
 #include <libSonvane/AudioCapture.h>
+#include <libSonvane/AudioCaptureEx.h>
+#include <libSonvane/AudioCaptureLegacyWave.h>
 #include <libSonvane/AudioDeviceInterface.h>
 #include <libSonvane/AudioRenderer.h>
+#include <libSonvane/AudioRendererEx.h>
+#include <libSonvane/AudioRendererLegacyWave.h>
 #include <libSonvane/audiodeviceendpoint.h>
 #include <libSonvane/audiodevicetopology.h>
 #include <libSonvane/audiopart.h>
