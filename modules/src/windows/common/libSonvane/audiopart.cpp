@@ -176,8 +176,8 @@ AudioComponent<Interface>::AudioComponent(const ATL::CComPtr<IPart>& part) {
         return;
     }
     ATL::CComPtr<Interface> component;
-    part->QueryInterface(__uuidof(Interface), reinterpret_cast<void**>(&component));
-    if (!component) {
+    HRESULT hr = part->QueryInterface(__uuidof(Interface), reinterpret_cast<void**>(&component));
+    if (FAILED(hr) || !component) {
         return;
     }
     m_component = component;
