@@ -1,0 +1,115 @@
+// A simulated audio machine: the description it was made from, the COM
+// objects it hands out, the events it sends, its faults, its call log and the
+// live references on its objects.
+//
+// The objects a caller holds stay valid after the Machine is gone (a
+// reference kept for good by design must never point at freed memory); they
+// then answer from the state the machine had last.
+#pragma once
+
+#include <audiosim/CallLog.h>
+#include <audiosim/DescriptionError.h>
+#include <audiosim/Faults.h>
+#include <audiosim/Model.h>
+
+#include <windows.h>
+#include <mmdeviceapi.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace audiosim {
+
+namespace detail {
+class Core;
+}
+
+// The live references of all objects that share one name.
+struct LiveObject {
+    std::wstring name;
+    ULONG references = 0;
+    unsigned objects = 0;
+};
+
+class Machine {
+public:
+    // Loads a description; a bad one throws DescriptionError naming the file,
+    // the place and the reason.
+    static Machine fromFile(const std::string& path);
+    static Machine fromJson(const std::string& text, const std::string& sourceName);
+    // A machine built in C++; validated like a loaded one.
+    explicit Machine(MachineDescription description);
+
+    Machine(Machine&& other) noexcept;
+    Machine& operator=(Machine&& other) noexcept;
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+    // Delivers the events still queued, stops the event thread and releases
+    // the registered notification clients and callbacks.
+    ~Machine();
+
+    // The machine as it stands now, edits included.
+    MachineDescription description() const;
+    std::wstring name() const;
+
+    // Edits. They change what later calls see and send no event by
+    // themselves: a test edits, then fires the event it wants the library to
+    // hear. Unknown ids throw std::invalid_argument; a device that does not
+    // fit the machine throws DescriptionError.
+    void addDevice(Device device);
+    void removeDevice(const std::wstring& id);
+    void setState(const std::wstring& id, DWORD state);
+    void setProperty(const std::wstring& id, const PROPERTYKEY& key, PropertyValue value);
+    void eraseProperty(const std::wstring& id, const PROPERTYKEY& key);
+    void setDefault(EDataFlow flow, ERole role, const std::wstring& id);
+
+    // The endpoint volume moved from outside the library, as by the user:
+    // registered IAudioEndpointVolumeCallbacks hear of it on the event thread.
+    void setEndpointVolume(const std::wstring& id, float masterDb);
+    void setEndpointChannelVolume(const std::wstring& id, UINT channel, float levelDb);
+    void setEndpointMute(const std::wstring& id, bool muted);
+    EndpointVolume endpointVolume(const std::wstring& id) const;
+    // A topology part's controls as they stand, found by its global id.
+    Part part(const std::wstring& globalId) const;
+
+    // Events, delivered to the registered IMMNotificationClients on the
+    // machine's own event thread, in the order they were fired.
+    void fireDeviceAdded(const std::wstring& id);
+    void fireDeviceRemoved(const std::wstring& id);
+    void fireStateChanged(const std::wstring& id, DWORD state);   // also sets the state
+    void fireDefaultChanged(EDataFlow flow, ERole role, const std::wstring& id);   // also sets the default
+    void firePropertyChanged(const std::wstring& id, const PROPERTYKEY& key);
+    // Waits until every event fired or queued so far has been delivered.
+    void flushEvents();
+    DWORD eventThreadId() const;
+    size_t notificationClientCount() const;
+
+    Faults& faults();
+    CallLog& calls();
+
+    // References held on the machine's objects now, by object name; 0 for a
+    // name with no live object.
+    ULONG liveReferences(const std::wstring& objectName) const;
+    // Every live object name with its references, sorted by name.
+    std::vector<LiveObject> liveObjects() const;
+    ULONG totalLiveReferences() const;
+
+    // The parent of a device instance in the machine's device tree.
+    bool parentInstanceId(const std::wstring& child, std::wstring& parent) const;
+
+    // An enumerator of this machine, as CoCreateInstance gives it once the
+    // machine is installed; for tests that need no installation.
+    HRESULT createEnumerator(REFIID iid, void** out);
+
+    std::shared_ptr<detail::Core> core() const { return m_core; }
+
+private:
+    std::shared_ptr<detail::Core> m_core;
+};
+
+// Whether the object is one of a simulated machine's, as opposed to one of
+// the system's: how a test tells where CoCreateInstance went.
+bool isSimulatedObject(IUnknown* object);
+
+}  // namespace audiosim

@@ -1,0 +1,123 @@
+// The shared state of one simulated machine. Every COM object holds the core
+// by a shared pointer, so objects that callers keep for good never outlive
+// what they read.
+#pragma once
+
+#include "EventThread.h"
+#include "Text.h"
+
+#include <audiosim/CallLog.h>
+#include <audiosim/Faults.h>
+#include <audiosim/Machine.h>
+#include <audiosim/Model.h>
+
+#include <windows.h>
+#include <devicetopology.h>
+#include <endpointvolume.h>
+#include <mmdeviceapi.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace audiosim::detail {
+
+class ObjectBase;
+
+// The part of a topology that an object stands for.
+struct PartRef {
+    PartType type = Connector;
+    size_t index = 0;
+};
+
+class Core : public std::enable_shared_from_this<Core> {
+public:
+    Core(MachineDescription description, std::string sourceName);
+    ~Core();
+
+    // ---- The model; read and written under `mutex`.
+    mutable std::recursive_mutex mutex;
+    std::wstring name;
+    std::string sourceName;
+    std::vector<std::shared_ptr<Device>> devices;
+    std::vector<DefaultEndpoint> defaults;
+    std::vector<TreeNode> deviceTree;
+
+    std::shared_ptr<Device> findDevice(const std::wstring& id) const;
+    std::shared_ptr<Device> requireDevice(const std::wstring& id) const;   // throws std::invalid_argument
+    MachineDescription snapshot() const;
+
+    // ---- Calls, faults, events.
+    CallLog calls;
+    Faults faults;
+    EventThread events;
+    std::atomic<bool> recordCoverage{false};
+
+    struct Ticket {
+        unsigned long long sequence = 0;
+        std::optional<FaultHit> fault;
+        const std::wstring* method = nullptr;
+        bool fromLibrary = false;
+    };
+    // Logs and counts one call and decides whether a fault answers it.
+    Ticket beginCall(const ObjectBase& object, const std::wstring& method, std::wstring arguments);
+    HRESULT endCall(const Ticket& ticket, HRESULT result);
+
+    // ---- Live objects.
+    void enroll(ObjectBase* object);
+    void withdraw(ObjectBase* object);
+    std::vector<LiveObject> liveObjects() const;
+
+    // ---- Call-backs registered by clients, each holding a reference.
+    void addNotificationClient(IMMNotificationClient* client);
+    bool removeNotificationClient(IMMNotificationClient* client);
+    size_t notificationClientCount() const;
+    // Calls `deliver` with every client registered now, on the event thread.
+    void postDeviceEvent(std::function<void(IMMNotificationClient*)> deliver);
+
+    void addVolumeCallback(const std::wstring& device, const void* owner, IAudioEndpointVolumeCallback* callback);
+    bool removeVolumeCallback(const void* owner, IAudioEndpointVolumeCallback* callback);
+    void removeVolumeCallbacksOf(const void* owner);
+    // Tells the device's volume callbacks of its volume as it stands now.
+    void notifyEndpointVolume(const std::wstring& device, const GUID& context);
+
+    void addControlCallback(const std::wstring& partGlobalId, const void* owner, IControlChangeNotify* notify);
+    bool removeControlCallback(const void* owner, IControlChangeNotify* notify);
+    void removeControlCallbacksOf(const void* owner);
+    void notifyControlChange(const std::wstring& partGlobalId, const GUID* context);
+
+    // Ends the event thread after it has delivered what is queued and drops
+    // every registered call-back.
+    void shutDown();
+
+private:
+    mutable std::mutex m_objectsMutex;
+    std::vector<ObjectBase*> m_objects;
+
+    mutable std::mutex m_callbacksMutex;
+    std::vector<IMMNotificationClient*> m_clients;
+    struct VolumeCallback {
+        std::wstring device;
+        const void* owner;
+        IAudioEndpointVolumeCallback* callback;
+    };
+    std::vector<VolumeCallback> m_volumeCallbacks;
+    struct ControlCallback {
+        std::wstring part;
+        const void* owner;
+        IControlChangeNotify* notify;
+    };
+    std::vector<ControlCallback> m_controlCallbacks;
+};
+
+// The part of a topology by reference; the caller holds core->mutex.
+Part& partOf(Device& device, PartRef ref);
+std::optional<PartRef> findPart(const Topology& topology, const std::wstring& name);
+std::optional<PartRef> findPartById(const Topology& topology, UINT localId);
+std::optional<PartRef> findPartByGlobalId(const Topology& topology, const std::wstring& globalId);
+
+}  // namespace audiosim::detail

@@ -1,0 +1,108 @@
+#include "Coverage.h"
+
+#include "Text.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace audiosim::detail {
+
+namespace {
+
+const wchar_t* const kLibraryModule = L"libSonvane.dll";
+// Frames between a simulated method and its caller: the dispatch helper, the
+// method, and for CoCreateInstance the frames of COM itself.
+const ULONG kFramesToSearch = 24;
+
+struct ModuleRange {
+    const BYTE* begin = nullptr;
+    const BYTE* end = nullptr;
+};
+
+ModuleRange libraryRange() {
+    const HMODULE module = GetModuleHandleW(kLibraryModule);
+    if (!module)
+        return {};
+    const BYTE* base = reinterpret_cast<const BYTE*>(module);
+    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+    return {base, base + headers->OptionalHeader.SizeOfImage};
+}
+
+std::string programName() {
+    char path[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, path, MAX_PATH);
+    std::string name(path);
+    const size_t slash = name.find_last_of("\\/");
+    if (slash != std::string::npos)
+        name = name.substr(slash + 1);
+    const size_t dot = name.rfind('.');
+    if (dot != std::string::npos)
+        name = name.substr(0, dot);
+    return name;
+}
+
+std::string jsonString(const std::string& text) {
+    std::string out = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\')
+            out += '\\';
+        out += c;
+    }
+    return out + "\"";
+}
+
+}  // namespace
+
+Coverage& Coverage::instance() {
+    static Coverage* recorder = new Coverage();
+    return *recorder;
+}
+
+bool Coverage::calledFromLibrary() {
+    const ModuleRange range = libraryRange();
+    if (!range.begin)
+        return false;
+    void* frames[kFramesToSearch] = {};
+    const USHORT count = RtlCaptureStackBackTrace(1, kFramesToSearch, frames, nullptr);
+    for (USHORT i = 0; i < count; ++i) {
+        const BYTE* address = static_cast<const BYTE*>(frames[i]);
+        if (address >= range.begin && address < range.end)
+            return true;
+    }
+    return false;
+}
+
+void Coverage::note(const std::wstring& method, bool faulted) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    Counts& counts = m_methods[method];
+    ++counts.calls;
+    if (faulted)
+        ++counts.faults;
+}
+
+void Coverage::write() {
+    const char* folder = std::getenv("SONVANE_FAULT_REPORT_DIR");
+    if (!folder || !*folder)
+        return;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    CreateDirectoryA(folder, nullptr);
+    const std::string program = programName();
+    const std::string path = std::string(folder) + "/" + program + ".json";
+    std::string json = "{\n  \"program\": " + jsonString(program) + ",\n  \"methods\": {";
+    bool first = true;
+    for (const auto& [method, counts] : m_methods) {
+        json += first ? "\n" : ",\n";
+        first = false;
+        json += "    " + jsonString(narrow(method)) + ": {\"calls\": " + std::to_string(counts.calls) +
+                ", \"faults\": " + std::to_string(counts.faults) + "}";
+    }
+    json += "\n  }\n}\n";
+    if (FILE* file = std::fopen(path.c_str(), "wb")) {
+        std::fwrite(json.data(), 1, json.size(), file);
+        std::fclose(file);
+    }
+}
+
+}  // namespace audiosim::detail
