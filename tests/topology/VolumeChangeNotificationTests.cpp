@@ -1,12 +1,24 @@
-// The notification object on its own: its COM identity and counting, and what
-// OnNotify does with the two callbacks.
+// The notification object: its COM identity and counting, what OnNotify does
+// with the two callbacks, and a change of the simulator's endpoint volume
+// travelling through a registered controller to a function and a window.
 #include <libSonvane/VolumeChangeNotification.h>
+#include <libSonvane/volumecontroller.h>
 
 #include <COM/AtlComPtr.h>
+
+#include "LogCapture.h"
+#include "MessageWindow.h"
+#include "SimulatedObjects.h"
+
+#include <audiosim/Machine.h>
 
 #include <mmdeviceapi.h>
 
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -82,6 +94,81 @@ TEST(VolumeChangeNotificationTest, OnNotifyCallsTheFunctionFirstAndAlwaysPostsTh
     EXPECT_EQ(&record, record.context);
     EXPECT_FALSE(record.messageAlreadyQueued) << "the function is called before the message is posted";
     EXPECT_TRUE(threadQueueHoldsVolumeMessage(PM_REMOVE));
+}
+
+struct ChangeHeard {
+    std::atomic<int> calls{0};
+    std::atomic<DWORD> threadId{0};
+};
+
+void onVolumeChange(void* context) {
+    auto* heard = static_cast<ChangeHeard*>(context);
+    heard->threadId = GetCurrentThreadId();
+    ++heard->calls;
+}
+
+ULONG referenceCount(VolumeChangeNotification* notification) {
+    notification->AddRef();
+    return notification->Release();
+}
+
+std::vector<std::wstring> const registrationCalls = {L"IAudioEndpointVolume::UnregisterControlChangeNotify",
+                                                      L"IAudioEndpointVolume::RegisterControlChangeNotify"};
+
+TEST(VolumeChangeNotificationTest, EndpointChangeReachesTheFunctionAndAWindowOnItsOwnThread) {
+    audiosim::Machine machine = topologytests::volumeMachine();
+    MessageWindow window(VolumeChangeNotification::changeMessage);
+    ASSERT_NE(nullptr, window.window());
+
+    ChangeHeard heard;
+    ATL::CComPtr<VolumeChangeNotification> notification;
+    notification.Attach(new VolumeChangeNotification);
+    notification->setCallbackWindow(window.window());
+    notification->setCallbackFunction(&onVolumeChange, &heard);
+    {
+        VolumeController<EndpointVolumeController> controller = topologytests::endpointController(machine);
+        ASSERT_TRUE(controller.registerVolumeChangeNotification(notification));
+
+        machine.setEndpointVolume(topologytests::speakersId, -30.0f);
+        machine.flushEvents();
+        window.waitForMessages(1);
+        EXPECT_EQ(1, heard.calls.load());
+        EXPECT_EQ(machine.eventThreadId(), heard.threadId.load());
+        EXPECT_NE(window.threadId(), heard.threadId.load());
+
+        // A second registration of the same object unregisters it first, so
+        // a change is still heard once.
+        machine.calls().clear();
+        ASSERT_TRUE(controller.registerVolumeChangeNotification(notification));
+        EXPECT_EQ(registrationCalls, machine.calls().methods());
+        machine.setEndpointMute(topologytests::speakersId, true);
+        machine.flushEvents();
+        window.waitForMessages(2);
+        EXPECT_EQ(2, heard.calls.load());
+    }
+    // The controller unregistered on its way out and gave its reference back.
+    machine.setEndpointVolume(topologytests::speakersId, -10.0f);
+    machine.flushEvents();
+    EXPECT_EQ(2, heard.calls.load());
+    EXPECT_EQ(1u, referenceCount(notification));
+}
+
+TEST(VolumeChangeNotificationTest, RefusedRegistrationKeepsTheObjectForTheNextOne) {
+    audiosim::Machine machine = topologytests::volumeMachine();
+    LogCapture log;
+    ATL::CComPtr<VolumeChangeNotification> notification;
+    notification.Attach(new VolumeChangeNotification);
+    VolumeController<EndpointVolumeController> controller = topologytests::endpointController(machine);
+
+    machine.faults().add(audiosim::Fault::on(L"IAudioEndpointVolume::RegisterControlChangeNotify", E_OUTOFMEMORY)
+                             .onCall(1));
+    EXPECT_FALSE(controller.registerVolumeChangeNotification(notification));
+    EXPECT_TRUE(log.contains("Unable to register control change notification 0x8007000E", 3)) << log.dump();
+    EXPECT_EQ(2u, referenceCount(notification)) << "the controller holds the refused object";
+
+    machine.calls().clear();
+    EXPECT_TRUE(controller.registerVolumeChangeNotification(notification));
+    EXPECT_EQ(registrationCalls, machine.calls().methods());
 }
 
 }  // namespace
