@@ -48,12 +48,6 @@ protected:
         }
     }
 
-    ATL::CComPtr<IMMDevice> defaultEndpoint(EDataFlow flow) {
-        ATL::CComPtr<IMMDevice> device;
-        m_platform->GetDefaultAudioEndpoint(flow, eConsole, &device);
-        return device;
-    }
-
     ATL::CComPtr<IMMDeviceEnumerator> m_platform;
 };
 
@@ -86,46 +80,6 @@ TEST_F(RealStackGroups, NoTopologyGivesNoGroupAndNoErrorLine) {
     enumerator.close();
     enumerator.close();
     EXPECT_EQ(0u, enumerator.enumerate(groups));
-}
-
-// A group made by hand around Wine's default endpoints: the property store
-// is real, so sorting by form factor and the state reading run for real.
-TEST_F(RealStackGroups, HandMadeGroupSortsRealEndpoints) {
-    ATL::CComPtr<IMMDevice> render = defaultEndpoint(eRender);
-    ATL::CComPtr<IMMDevice> capture = defaultEndpoint(eCapture);
-    ASSERT_TRUE(render);
-    ASSERT_TRUE(capture);
-
-    libSonvane::EndpointGroup group(render, "ROOT\\MEDIA\\0000");
-    EXPECT_TRUE(group.isInitialized());
-    EXPECT_TRUE(group.matches("root\\media\\0000"));
-
-    // Names before the lists take the endpoints. Wine advertises an interface
-    // friendly name but no enumerator name; the empty one is read without harm.
-    orv::String const friendlyName = group.friendlyName();
-    EXPECT_FALSE(friendlyName.empty());
-    group.enumeratorName();
-
-    // The default render endpoint is active, and Wine gives it a playback
-    // form factor, so the group plays.
-    EXPECT_TRUE(group.hasActivePlaybackDevice());
-    orv::Uint32 const playback =
-        group.analogOut().size() + group.headphone().size() + group.spdif().size() + group.hdmi().size();
-    EXPECT_EQ(1u, playback);
-    EXPECT_EQ(0u, group.mic().size());
-    EXPECT_EQ(0u, group.lineIn().size());
-
-    libSonvane::EndpointGroup captureGroup(capture, "ROOT\\MEDIA\\0001");
-    EXPECT_FALSE(captureGroup.hasActivePlaybackDevice());
-    EXPECT_EQ(1u, captureGroup.mic().size() + captureGroup.lineIn().size());
-
-    // The name was kept, so asking again after the lists took the only
-    // endpoint reads nothing.
-    EXPECT_TRUE(friendlyName == group.friendlyName());
-
-    group.close();
-    EXPECT_EQ(0u, group.analogOut().size() + group.headphone().size());
-    EXPECT_TRUE(group.isInitialized());
 }
 
 }  // namespace
