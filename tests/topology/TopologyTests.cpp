@@ -1,0 +1,242 @@
+// Topology snapshots, parts and connectors on the simulator's laptop: the
+// arrays in the platform's order, the owner found from a connector, parts
+// lists in both directions with the references they keep, and signal paths
+// between connectors.
+#include <libSonvane/audiodevicetopology.h>
+#include <libSonvane/audiopart.h>
+
+#include "LogCapture.h"
+#include "SimulatedObjects.h"
+
+#include <audiosim/Machine.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+using topologytests::simulatedTopology;
+
+const wchar_t speakersEndpoint[] = L"{0.0.0.00000000}.{b3a4f7c2-5d1e-4a0b-9c3f-2e8d6a1b7c40}";
+const wchar_t codecTopology[] =
+    L"{2}.\\\\?\\hdaudio#func_01&ven_10ec&dev_0269&subsys_17aa21f6&rev_1002#4&2a0c1e7a&0&0001#"
+    L"{6994ad04-93ef-11d0-a3cc-00a0c9223196}\\etopo";
+
+audiosim::Machine laptop() {
+    char const* folder = std::getenv("SONVANE_SIM_MACHINES");
+    return audiosim::Machine::fromFile(std::string(folder ? folder : "simulator/machines") + "/laptop.json");
+}
+
+template <class Component>
+std::vector<std::string> namesOf(const orv::Array<Component>& list) {
+    std::vector<std::string> names;
+    for (const Component& element : list) {
+        names.push_back(element.name().toUtf8());
+    }
+    return names;
+}
+
+// The element of that name; fails the test when there is none.
+template <class Component>
+Component byName(const orv::Array<Component>& list, const std::string& name) {
+    for (const Component& element : list) {
+        if (element.name().toUtf8() == name) {
+            return element;
+        }
+    }
+    ADD_FAILURE() << "no part named " << name;
+    return list[0];
+}
+
+std::wstring wide(const orv::String& text) {
+    return text.wideBuffer();
+}
+
+TEST(AudioDeviceTopologyTest, ReadsOwnerConnectorsAndSubunitsInThePlatformsOrder) {
+    audiosim::Machine machine = laptop();
+    AudioDeviceTopology codec = simulatedTopology(machine, codecTopology);
+    ASSERT_TRUE(codec.isInitialized());
+    EXPECT_EQ(std::wstring(codecTopology), wide(codec.deviceOwner()));
+    EXPECT_EQ((std::vector<std::string>{"Render Input", "Speaker", "Headphone", "Internal Mic Array", "Mic In",
+                                        "Capture Output"}),
+              namesOf(codec.connector()));
+    EXPECT_EQ((std::vector<std::string>{"Master Volume", "Master Mute", "Speaker Mute", "Speaker Volume",
+                                        "Headphone Mute", "Headphone Volume", "Input Select", "Capture Volume",
+                                        "Capture Mute"}),
+              namesOf(codec.subunit()));
+    EXPECT_TRUE(IsEqualGUID(audiosim::nodeType(L"KSNODETYPE_SPEAKER"), codec.connector()[1].subType()));
+    EXPECT_TRUE(IsEqualGUID(audiosim::nodeType(L"KSNODETYPE_MUTE"), codec.subunit()[1].subType()));
+    EXPECT_NE(codec.connector()[1].id().compareNoCase(codec.connector()[2].id()), 0);
+
+    // The endpoint's own topology leads to the codec through its connector:
+    // a snapshot made from the far connector, or the component's owner.
+    AudioDeviceTopology endpoint = simulatedTopology(machine, speakersEndpoint);
+    ASSERT_EQ(1u, endpoint.connector().size());
+    EXPECT_EQ(std::wstring(speakersEndpoint), wide(endpoint.deviceOwner()));
+    ATL::CComPtr<IConnector> farSide;
+    ASSERT_EQ(S_OK, endpoint.connector()[0].component()->GetConnectedTo(&farSide));
+    AudioDeviceTopology fromConnector(farSide);
+    EXPECT_EQ(std::wstring(codecTopology), wide(fromConnector.deviceOwner()));
+    EXPECT_EQ(namesOf(codec.subunit()), namesOf(fromConnector.subunit()));
+    EXPECT_EQ(std::wstring(codecTopology), wide(codec.connector()[4].deviceOwner()));
+    EXPECT_EQ(std::wstring(codecTopology), wide(codec.subunit()[0].deviceOwner()));
+}
+
+TEST(AudioDeviceTopologyTest, UnreadableNodesShortenTheArraysAndANullTopologyEmptiesTheSnapshot) {
+    audiosim::Machine machine = laptop();
+    LogCapture log;
+    machine.faults().add(audiosim::Fault::on(L"IDeviceTopology::GetConnector", E_FAIL).onCall(2));
+    machine.faults().add(
+        audiosim::Fault::on(L"IDeviceTopology::GetDeviceId", E_FAIL).withOut(audiosim::OutPointer::Set));
+    AudioDeviceTopology codec = simulatedTopology(machine, codecTopology);
+    EXPECT_EQ((std::vector<std::string>{"Render Input", "Headphone", "Internal Mic Array", "Mic In",
+                                        "Capture Output"}),
+              namesOf(codec.connector()));
+    EXPECT_TRUE(log.contains("Unable to retrieve connector index 1 0x80004005", 3)) << log.dump();
+    // A failed id call that still handed out the text is believed.
+    EXPECT_EQ(std::wstring(codecTopology), wide(codec.deviceOwner()));
+    EXPECT_TRUE(log.contains("Unable to retrieve device id from topology 0x80004005", 3)) << log.dump();
+
+    log.clear();
+    EXPECT_FALSE(codec.initialize(ATL::CComPtr<IDeviceTopology>()));
+    EXPECT_TRUE(log.contains("Using NULL deviceTopology invalidates this object", 2)) << log.dump();
+    EXPECT_EQ(0u, log.count("", 3)) << log.dump();
+    EXPECT_FALSE(codec.isInitialized());
+    EXPECT_TRUE(codec.deviceOwner().empty());
+    EXPECT_EQ(0u, codec.connector().size());
+    EXPECT_EQ(0u, codec.subunit().size());
+
+    // A connector without a topology object ends the same way.
+    machine.faults().clear();
+    AudioDeviceTopology endpoint = simulatedTopology(machine, speakersEndpoint);
+    machine.faults().add(audiosim::Fault::on(L"IPart::GetTopologyObject", E_FAIL));
+    log.clear();
+    EXPECT_FALSE(endpoint.initialize(endpoint.connector()[0].component()));
+    EXPECT_TRUE(log.contains("GetTopologyObject fails 0x80004005", 3)) << log.dump();
+    EXPECT_TRUE(log.contains("Using NULL deviceTopology invalidates this object", 2)) << log.dump();
+    EXPECT_FALSE(endpoint.isInitialized());
+    EXPECT_FALSE(endpoint.initialize(ATL::CComPtr<IConnector>()));
+    EXPECT_TRUE(log.contains("Cannot use NULL as parameter", 3)) << log.dump();
+}
+
+TEST(AudioPartTest, ListsNeighboursBothWaysAndKeepsThePlatformsReferences) {
+    audiosim::Machine machine = laptop();
+    std::wstring masterMuteId;
+    std::wstring speakerMuteId;
+    std::wstring headphoneMuteId;
+    {
+        AudioDeviceTopology codec = simulatedTopology(machine, codecTopology);
+        AudioComponent<ISubunit> masterMute = byName(codec.subunit(), "Master Mute");
+        masterMuteId = wide(masterMute.id());
+        speakerMuteId = wide(byName(codec.subunit(), "Speaker Mute").id());
+        headphoneMuteId = wide(byName(codec.subunit(), "Headphone Mute").id());
+
+        orv::Array<AudioPart> list;
+        EXPECT_EQ(1u, masterMute.incomingPartsList(list));
+        EXPECT_EQ((std::vector<std::string>{"Master Volume"}), namesOf(list));
+        EXPECT_EQ(2u, masterMute.outgoingPartsList(list));
+        EXPECT_EQ((std::vector<std::string>{"Speaker Mute", "Headphone Mute"}), namesOf(list));
+        EXPECT_TRUE(list[0] == byName(codec.subunit(), "Speaker Mute").part());
+    }
+    // Nothing of the library is alive any more; what stays is what it keeps
+    // for good: each list object and the reference of each part taken from it.
+    EXPECT_EQ(1u, machine.liveReferences(L"IPartsList " + masterMuteId + L" incoming"));
+    EXPECT_EQ(1u, machine.liveReferences(L"IPartsList " + masterMuteId + L" outgoing"));
+    EXPECT_EQ(1u, machine.liveReferences(L"IPart " + speakerMuteId));
+    EXPECT_EQ(1u, machine.liveReferences(L"IPart " + headphoneMuteId));
+    EXPECT_EQ(5u, machine.totalLiveReferences());
+}
+
+TEST(AudioPartTest, FailedListingKeepsTheCallersListAndAFailedIndexIsSkippedQuietly) {
+    audiosim::Machine machine = laptop();
+    AudioDeviceTopology codec = simulatedTopology(machine, codecTopology);
+    AudioComponent<ISubunit> masterMute = byName(codec.subunit(), "Master Mute");
+    LogCapture log;
+
+    orv::Array<AudioPart> list;
+    ASSERT_EQ(2u, masterMute.outgoingPartsList(list));
+    machine.faults().add(audiosim::Fault::on(L"IPart::EnumPartsIncoming", E_FAIL).onCall(1));
+    EXPECT_EQ(0u, masterMute.incomingPartsList(list));
+    EXPECT_EQ((std::vector<std::string>{"Speaker Mute", "Headphone Mute"}), namesOf(list));
+    EXPECT_TRUE(log.contains("Unable to enumerate incoming parts", 3)) << log.dump();
+
+    // A part at the end of the path has nothing downstream: the platform
+    // answers "not found", which is a failure too.
+    AudioComponent<IConnector> speaker = byName(codec.connector(), "Speaker");
+    EXPECT_EQ(0u, speaker.outgoingPartsList(list));
+    EXPECT_TRUE(log.contains("Unable to enumerate outgoing parts", 3)) << log.dump();
+    EXPECT_EQ(2u, list.size());
+
+    log.clear();
+    machine.faults().add(audiosim::Fault::on(L"IPartsList::GetPart", E_FAIL).onCall(1));
+    EXPECT_EQ(1u, masterMute.outgoingPartsList(list));
+    EXPECT_EQ((std::vector<std::string>{"Headphone Mute"}), namesOf(list));
+    EXPECT_EQ(0u, log.count("", 3)) << log.dump();
+}
+
+TEST(AudioComponentTest, ComponentOfTheWrongKindIsEmptyAndEqualityFollowsTheId) {
+    audiosim::Machine machine = laptop();
+    AudioDeviceTopology codec = simulatedTopology(machine, codecTopology);
+    ATL::CComPtr<IPart> speakerPart = codec.connector()[1].part().part();
+
+    AudioComponent<ISubunit> notASubunit(speakerPart);
+    EXPECT_FALSE(notASubunit.component());
+    EXPECT_FALSE(notASubunit.part().part());
+    EXPECT_TRUE(notASubunit.id().empty());
+
+    // A second object for the same node is the same connector.
+    AudioComponent<IConnector> again(speakerPart);
+    EXPECT_TRUE(again == codec.connector()[1]);
+    EXPECT_FALSE(again == codec.connector()[2]);
+    EXPECT_EQ("Speaker", again.name().toUtf8());
+
+    // Assigning a null part keeps the identity read before.
+    AudioPart part = codec.connector()[1].part();
+    part = static_cast<IPart*>(nullptr);
+    EXPECT_FALSE(part.part());
+    EXPECT_TRUE(part.globalId() == codec.connector()[1].id());
+    EXPECT_FALSE(part.topology());
+}
+
+TEST(ConnectorsAreLinkedTest, AsksThePlatformBothWaysAndNeverLinksAConnectorToItself) {
+    audiosim::Machine machine = laptop();
+    AudioDeviceTopology codec = simulatedTopology(machine, codecTopology);
+    AudioComponent<IConnector> renderInput = byName(codec.connector(), "Render Input");
+    AudioComponent<IConnector> speaker = byName(codec.connector(), "Speaker");
+    AudioComponent<IConnector> micIn = byName(codec.connector(), "Mic In");
+    LogCapture log;
+
+    EXPECT_TRUE(codec.connectorsAreLinked(renderInput, speaker));
+    EXPECT_EQ(0u, log.count("No signal path from")) << log.dump();
+
+    // The path runs from the render input to the speaker only: one failed
+    // direction is logged, then the reverse question finds it.
+    EXPECT_TRUE(codec.connectorsAreLinked(speaker, renderInput));
+    EXPECT_EQ(1u, log.count("No signal path from " + speaker.id().toUtf8() + " to " + renderInput.id().toUtf8(), 3))
+        << log.dump();
+    EXPECT_EQ(1u, log.count("No signal path from")) << log.dump();
+
+    log.clear();
+    EXPECT_FALSE(codec.connectorsAreLinked(speaker, micIn));
+    EXPECT_EQ(2u, log.count("No signal path from", 3)) << log.dump();
+
+    log.clear();
+    machine.calls().clear();
+    EXPECT_FALSE(codec.connectorsAreLinked(speaker, AudioComponent<IConnector>(speaker.part().part())));
+    EXPECT_TRUE(log.contains("Function treats the same connectors as unlinked", 3)) << log.dump();
+    EXPECT_EQ(0u, machine.calls().count(L"IDeviceTopology::GetSignalPath"));
+
+    AudioComponent<IConnector> empty{ATL::CComPtr<IPart>()};
+    log.clear();
+    EXPECT_FALSE(codec.connectorsAreLinked(empty, speaker));
+    EXPECT_TRUE(log.contains("One of the connectors is invalid", 3)) << log.dump();
+    log.clear();
+    EXPECT_FALSE(codec.connectorsAreLinked(empty, AudioComponent<IConnector>(ATL::CComPtr<IConnector>())));
+    EXPECT_TRUE(log.contains("Function treats the same connectors as unlinked", 3)) << log.dump();
+    EXPECT_FALSE(log.contains("One of the connectors is invalid")) << log.dump();
+}
+
+}  // namespace
