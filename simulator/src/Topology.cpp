@@ -2,7 +2,7 @@
 // ISubunit), IPartsList and IControlInterface.
 #include "ComObject.h"
 #include "Objects.h"
-#include "SdkNames.h"
+#include <audiosim/SdkNames.h>
 
 #include <deque>
 #include <map>

@@ -7,12 +7,9 @@
 
 #include <audiosim/Faults.h>
 
-#include <windows.h>
-// strmif.h must come before devicetopology.h: mingw-w64's devicetopology.h
-// stands in for some DirectShow types, which strmif.h then defines again.
-#include <strmif.h>
+#include <audiosim/SdkNames.h>
+
 #include <mmdeviceapi.h>
-#include <devicetopology.h>
 #include <endpointvolume.h>
 #include <mmreg.h>
 

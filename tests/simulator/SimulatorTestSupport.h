@@ -1,0 +1,62 @@
+#pragma once
+// Helpers of the simulator's own tests: the shipped machines, COM set-up and
+// plain platform calls on a machine without installing it.
+#include <audiosim/SdkNames.h>
+
+#include <COM/AtlComPtr.h>
+
+#include <audiosim/Installation.h>
+#include <audiosim/Machine.h>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <devicetopology.h>
+#include <endpointvolume.h>
+#include <mmdeviceapi.h>
+
+#include <string>
+
+namespace simtests {
+
+// The laptop's devices, as laptop.json names them.
+extern const wchar_t speakersId[];
+extern const wchar_t headphonesId[];
+extern const wchar_t hdmiId[];
+extern const wchar_t micArrayId[];
+extern const wchar_t comboMicId[];
+extern const wchar_t codecTopologyId[];
+extern const wchar_t codecWaveId[];
+extern const wchar_t codecInstanceId[];
+
+std::string machineFile(const char* name);
+audiosim::Machine laptop();
+
+// A simulator self-test installs without counting towards the library's
+// fault coverage.
+audiosim::InstallOptions selfTestOptions();
+
+// COM on the test's thread for the length of a test.
+class ComTest : public testing::Test {
+protected:
+    void SetUp() override { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    void TearDown() override { CoUninitialize(); }
+};
+
+ATL::CComPtr<IMMDeviceEnumerator> enumerator(audiosim::Machine& machine);
+ATL::CComPtr<IMMDevice> device(audiosim::Machine& machine, const std::wstring& id);
+ATL::CComPtr<IDeviceTopology> topology(audiosim::Machine& machine, const std::wstring& id);
+// A part of a device's topology by its name.
+ATL::CComPtr<IPart> part(audiosim::Machine& machine, const std::wstring& deviceId, const std::wstring& name);
+std::wstring partName(IPart* part);
+template <class Interface>
+ATL::CComPtr<Interface> activate(IPart* part) {
+    ATL::CComPtr<Interface> result;
+    part->Activate(CLSCTX_ALL, __uuidof(Interface), reinterpret_cast<void**>(&result));
+    return result;
+}
+
+// Takes a COM task string and frees it.
+std::wstring take(LPWSTR text);
+
+}  // namespace simtests
