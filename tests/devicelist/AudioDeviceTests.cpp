@@ -15,9 +15,6 @@ wchar_t const kMicrophone[] = L"{0.0.1.00000000}.{44444444-0000-0000-0000-000000
 wchar_t const kLineIn[] = L"{0.0.1.00000000}.{44444444-0000-0000-0000-000000000002}";
 wchar_t const kCodecTopology[] = L"{2}.\\\\?\\hdaudio#func_01&ven_10ec&dev_0269#{6994ad04}\\etopo";
 
-PROPERTYKEY const kDeviceFormatKey = {
-    {0xF19F064D, 0x082C, 0x4E27, {0xBC, 0x73, 0x68, 0x82, 0xA1, 0xBB, 0x8E, 0x4C}}, 0};
-
 bool isZero(WAVEFORMATEXTENSIBLE const& format) {
     return bytesOf(format) == std::vector<BYTE>(sizeof format, 0);
 }
@@ -66,20 +63,6 @@ protected:
     }
 };
 
-TEST_F(AudioDeviceTest, EmptyDeviceHasDefaultsAndNothingToPutBack) {
-    AudioDevice empty;
-    EXPECT_FALSE(empty.isInitialized());
-    EXPECT_EQ(0xFFFFFFFFu, empty.refreshDeviceState());
-    EXPECT_TRUE(empty.deviceProperty().deviceId.empty());
-    EXPECT_TRUE(empty.deviceProperty().friendlyName.empty());
-    EXPECT_TRUE(empty.volumeControl().isNil());
-    EXPECT_TRUE(empty.deviceTopology() == nullptr);
-    EDataFlow flow = eAll;
-    EXPECT_FALSE(empty.dataFlow(flow));
-    AudioDevice copy(empty);
-    EXPECT_TRUE(copy == empty);
-}
-
 TEST_F(AudioDeviceTest, ReadingFillsTheRecordFromEachKey) {
     audiosim::MachineDescription description;
     audiosim::Device& device =
@@ -96,41 +79,25 @@ TEST_F(AudioDeviceTest, ReadingFillsTheRecordFromEachKey) {
     AudioDevice speakers(endpoint(kSpeakers));
     ASSERT_TRUE(speakers.isInitialized());
     AudioDeviceInterface::Properties const& record = speakers.deviceProperty();
-    EXPECT_EQ(std::wstring(kSpeakers), record.deviceId.wideBuffer());
-    EXPECT_EQ(std::wstring(L"Speakers"), record.endpointType.wideBuffer());
-    EXPECT_EQ(std::wstring(L"Realtek Audio"), record.friendlyName.wideBuffer());
-    EXPECT_EQ(std::wstring(L"HDAUDIO"), record.enumeratorName.wideBuffer());
-    EXPECT_EQ(std::wstring(L"HDAUDIO\\FUNC_01\\1"), record.deviceInstancePath.wideBuffer());
-    EXPECT_EQ(std::wstring(L"hdxlv.inf:Realtek"), record.driverNodeStrongName.wideBuffer());
+    EXPECT_TRUE(record.deviceId == kSpeakers);
+    EXPECT_TRUE(record.endpointType == L"Speakers");
+    EXPECT_TRUE(record.friendlyName == L"Realtek Audio");
+    EXPECT_TRUE(record.enumeratorName == L"HDAUDIO");
+    EXPECT_TRUE(record.deviceInstancePath == L"HDAUDIO\\FUNC_01\\1");
+    EXPECT_TRUE(record.driverNodeStrongName == L"hdxlv.inf:Realtek");
     EXPECT_EQ(3u, record.physicalSpeakerConfig);
     EXPECT_EQ(1u, record.supportsEventDriven);
     EXPECT_EQ(DEVICE_STATE_ACTIVE, record.state);
-    EXPECT_EQ(bytesOf(stereo48k()), bytesOf(record.deviceFormat));
+    EXPECT_EQ(bytesOf(stereoAt(48000)), bytesOf(record.deviceFormat));
     GUID const directSound = {0xb3a4f7c2, 0x5d1e, 0x4a0b, {0x9c, 0x3f, 0x2e, 0x8d, 0x6a, 0x1b, 0x7c, 0x40}};
     EXPECT_TRUE(IsEqualGUID(directSound, record.directSoundGuid));
-}
-
-TEST_F(AudioDeviceTest, LoggedRecordShowsAnEmptyEnumeratorNameAsAC97) {
-    audiosim::MachineDescription description;
-    describeEndpoint(description, eRender, kSpeakers, DEVICE_STATE_ACTIVE, L"Speakers", L"Realtek Audio");
-    install(description);
-    AudioDevice speakers(endpoint(kSpeakers));
-
-    LogCapture log;
-    orv::LogFactory::setPriority(orv::LoggerPriority::LOGGER_INFO);
-    speakers.deviceProperty().logPropertyInfo();
-    EXPECT_TRUE(log.contains("Enumerator name AC97", 2)) << log.dump();
-    EXPECT_TRUE(log.contains("Device does not  support event-driven mode.", 2)) << log.dump();
-    EXPECT_TRUE(log.contains("Friendly Name Realtek Audio", 2)) << log.dump();
-    EXPECT_EQ(11u, log.countInCategory("libSonvane.audioDeviceInterface"));
-    EXPECT_TRUE(speakers.deviceProperty().enumeratorName.empty());
 }
 
 TEST_F(AudioDeviceTest, FormatBlobOfEighteenBytesIsRefusedAndNeverWrittenBack) {
     audiosim::MachineDescription description;
     audiosim::Device& device =
         describeEndpoint(description, eRender, kSpeakers, DEVICE_STATE_ACTIVE, L"Speakers", L"Realtek Audio");
-    std::vector<BYTE> plain = bytesOf(stereo48k());
+    std::vector<BYTE> plain = bytesOf(stereoAt(48000));
     plain.resize(18);
     device.set(L"PKEY_AudioEngine_DeviceFormat", audiosim::PropertyValue::bytes(plain));
     audiosim::Machine& simulated = install(description);
@@ -174,7 +141,7 @@ TEST_F(AudioDeviceTest, ChangedFormatGoesBackWhenACopyCarryingTheChangeDiesUntil
         std::vector<audiosim::CallRecord> const writes = calls.of(L"IPropertyStore::SetValue");
         ASSERT_EQ(3u, writes.size()) << "each dying copy with the changed record writes the snapshot back";
         EXPECT_EQ(L"PKEY_AudioEngine_DeviceFormat, VT_BLOB 40 bytes", writes[1].arguments);
-        EXPECT_EQ(bytesOf(stereo48k()), storedFormat(kSpeakers));
+        EXPECT_EQ(bytesOf(stereoAt(48000)), storedFormat(kSpeakers));
 
         ASSERT_TRUE(speakers.setFormat(changed));
         ASSERT_TRUE(speakers.reset());
@@ -182,21 +149,6 @@ TEST_F(AudioDeviceTest, ChangedFormatGoesBackWhenACopyCarryingTheChangeDiesUntil
     }
     EXPECT_EQ(0u, calls.count(L"IPropertyStore::SetValue")) << "reset made the change the one to keep";
     EXPECT_EQ(bytesOf(changed), storedFormat(kSpeakers));
-}
-
-TEST_F(AudioDeviceTest, SetFormatWithoutAStoreFailsAtItsFirstStep) {
-    audiosim::Machine& simulated = installCodec();
-    AudioDevice speakers(endpoint(kSpeakers));
-    simulated.faults().add(audiosim::Fault::on(L"IMMDevice::OpenPropertyStore", E_FAIL).at(kSpeakers));
-
-    LogCapture log;
-    EXPECT_FALSE(speakers.setFormat(stereoAt(96000)));
-    EXPECT_TRUE(log.contains("Cannot open a new property store 0x80004005", 3)) << log.dump();
-    EXPECT_EQ(bytesOf(stereoAt(96000)), storedFormat(kSpeakers)) << "the write itself went through";
-
-    EXPECT_FALSE(speakers.setFormat(stereo48k()));
-    EXPECT_TRUE(log.contains("m_propertyStore is not set to a valid property store instance", 3)) << log.dump();
-    EXPECT_EQ(1u, simulated.calls().count(L"IPropertyStore::SetValue"));
 }
 
 TEST_F(AudioDeviceTest, NodeTypeComesFromThePartBehindTheFirstConnectorAndTheTopologyIsReadOnce) {
@@ -222,40 +174,30 @@ TEST_F(AudioDeviceTest, NodeTypeComesFromThePartBehindTheFirstConnectorAndTheTop
         << "reset and copies keep the topology that the first initialize read";
 }
 
-TEST_F(AudioDeviceTest, VolumeControlIsSharedByCopiesAndBuiltForEveryEndpoint) {
+TEST_F(AudioDeviceTest, VolumeControlIsSharedByCopiesAndMadeForEveryEndpointOnly) {
     installCodec();
     AudioDevice speakers(endpoint(kSpeakers));
     AudioDeviceInterface::VolumeControl control = speakers.volumeControl();
     ASSERT_FALSE(control.isNil());
-    EXPECT_EQ(2u, control.referenceCount());
     {
         AudioDevice copy(speakers);
         EXPECT_EQ(control.get(), copy.volumeControl().get());
         EXPECT_EQ(3u, control.referenceCount());
     }
-    EXPECT_EQ(std::wstring(L"Speakers"), control->ownerName().wideBuffer());
-    EXPECT_TRUE(IsEqualGUID(speakers.deviceProperty().nodeGuid, control->ownerType()));
+    EXPECT_TRUE(control->ownerName() == L"Speakers");
     EXPECT_TRUE(IsEqualGUID(audiosim::nodeType(L"KSNODETYPE_SPEAKER"), control->ownerType()));
     EXPECT_EQ(2u, control->numChannel());
 
-    LogCapture log;
     AudioDevice lineIn(endpoint(kLineIn));
-    EXPECT_TRUE(log.contains("IAudioEndpointVolume", 2)) << log.dump();
     ASSERT_FALSE(lineIn.volumeControl().isNil()) << "a controller around no endpoint volume all the same";
     EXPECT_EQ(0u, lineIn.volumeControl()->numChannel());
-}
 
-TEST_F(AudioDeviceTest, AdapterDeviceIsNoEndpointAndGetsNoVolumeControl) {
-    installCodec();
     LogCapture log;
     AudioDevice codec(endpoint(kCodecTopology));
     ASSERT_TRUE(codec.isInitialized());
-    EXPECT_FALSE(codec.isEndpoint());
     EXPECT_TRUE(codec.volumeControl().isNil());
     EXPECT_TRUE(log.contains("Not implemented. Subunits don't always have a volume controller", 2)) << log.dump();
     EXPECT_TRUE(log.contains("QueryInterface for IMMEndpoint failed 0x80004002", 3)) << log.dump();
-    GUID const zero = {};
-    EXPECT_TRUE(IsEqualGUID(zero, codec.deviceProperty().nodeGuid));
     EDataFlow flow = eAll;
     EXPECT_FALSE(codec.dataFlow(flow));
 }
@@ -277,14 +219,10 @@ TEST_F(AudioDeviceTest, DefaultEndpointIsTheConsoleDefaultOfTheDevicesOwnFlow) {
     EXPECT_FALSE(AudioDevice(endpoint(kMicrophone)).isDefaultEndpoint());
     EXPECT_TRUE(AudioDevice(endpoint(kLineIn)).isDefaultEndpoint());
 
-    AudioDevice lineIn(endpoint(kLineIn));
-    EDataFlow flow = eRender;
-    ASSERT_TRUE(lineIn.dataFlow(flow));
-    EXPECT_EQ(eCapture, flow);
-    simulated.faults().add(audiosim::Fault::on(L"IMMDeviceEnumerator::GetDefaultAudioEndpoint", HRESULT_FROM_WIN32(ERROR_NOT_FOUND)));
+    simulated.faults().add(audiosim::Fault::on(L"IMMDeviceEnumerator::GetDefaultAudioEndpoint", E_FAIL));
     LogCapture log;
-    EXPECT_FALSE(lineIn.isDefaultEndpoint());
-    EXPECT_TRUE(log.contains("GetDefaultAudioEndpoint returns 0x80070490", 3)) << log.dump();
+    EXPECT_FALSE(AudioDevice(endpoint(kLineIn)).isDefaultEndpoint());
+    EXPECT_TRUE(log.contains("GetDefaultAudioEndpoint returns 0x80004005", 3)) << log.dump();
 }
 
 TEST_F(AudioDeviceTest, CompatibleFormatsWithoutAnAudioClientIsEmptyWithTwoErrorLines) {
