@@ -3,6 +3,8 @@
 // reason, and installs nothing.
 #include "SimulatorTestSupport.h"
 
+#include <audiosim/Cards.h>
+
 #include <cstdio>
 #include <fstream>
 
@@ -132,6 +134,43 @@ TEST_F(DescriptionTest, TheShippedMachinesLoad) {
         all->GetCount(&count);
         EXPECT_EQ(shipped.endpoints, count);
     }
+}
+
+TEST_F(DescriptionTest, CardsBuiltInCppAreWholeMachines) {
+    audiosim::Machine machine(audiosim::cardMachine(3, 2, 1));
+    ATL::CComPtr<IMMDeviceCollection> all;
+    enumerator(machine)->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, &all);
+    UINT count = 0;
+    all->GetCount(&count);
+    ASSERT_EQ(9u, count);
+
+    // The last card's microphone leads to its own card, whose instance id is
+    // the endpoint's instance path and has a parent.
+    ATL::CComPtr<IMMDevice> microphone;
+    all->Item(8, &microphone);
+    ATL::CComPtr<IDeviceTopology> graph;
+    microphone->Activate(__uuidof(IDeviceTopology), CLSCTX_ALL, nullptr, reinterpret_cast<void**>(&graph));
+    ATL::CComPtr<IConnector> connector;
+    graph->GetConnector(0, &connector);
+    LPWSTR adapterId = nullptr;
+    ASSERT_EQ(S_OK, connector->GetDeviceIdConnectedTo(&adapterId));
+    const audiosim::MachineDescription description = machine.description();
+    const audiosim::Device* adapter = description.find(take(adapterId));
+    ASSERT_NE(nullptr, adapter);
+    const std::wstring instanceId = adapter->find(audiosim::propertyKey(L"DEVPKEY_Device_InstanceId"))->text;
+    LPWSTR endpointId = nullptr;
+    microphone->GetId(&endpointId);
+    const audiosim::Device* endpoint = description.find(take(endpointId));
+    EXPECT_EQ(L"{1}." + instanceId,
+              endpoint->find(audiosim::propertyKey(L"{B3F8FA53-0004-438E-9003-51A46E139BFC},2"))->text);
+    std::wstring parent;
+    EXPECT_TRUE(machine.parentInstanceId(instanceId, parent));
+    ATL::CComPtr<IConnector> pin;
+    connector->GetConnectedTo(&pin);
+    ATL::CComPtr<IPart> pinPart;
+    pin->QueryInterface(__uuidof(IPart), reinterpret_cast<void**>(&pinPart));
+    ATL::CComPtr<IPartsList> outgoing;
+    EXPECT_EQ(S_OK, pinPart->EnumPartsOutgoing(&outgoing));
 }
 
 }  // namespace

@@ -2,10 +2,36 @@
 // signal paths inside one, and the controls that parts answer.
 #include "SimulatorTestSupport.h"
 
+#include <atomic>
+
 namespace simtests {
 namespace {
 
 class TopologyTest : public ComTest {};
+
+// Counts the control changes it hears and remembers the thread and context.
+class ControlListener : public IControlChangeNotify {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (iid != IID_IUnknown && iid != __uuidof(IControlChangeNotify))
+            return *out = nullptr, E_NOINTERFACE;
+        *out = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE Release() override { return --references; }
+    HRESULT STDMETHODCALLTYPE OnNotify(DWORD, LPCGUID context) override {
+        ++calls;
+        thread = GetCurrentThreadId();
+        hadContext = context != nullptr;
+        return S_OK;
+    }
+    std::atomic<ULONG> references{1};
+    std::atomic<int> calls{0};
+    std::atomic<DWORD> thread{0};
+    std::atomic<bool> hadContext{false};
+};
 
 std::vector<std::wstring> names(IPartsList* list) {
     std::vector<std::wstring> result;
@@ -187,6 +213,21 @@ TEST_F(TopologyTest, PartsAnswerTheControlsTheDescriptionGivesThem) {
     selector->GetSelection(&selected);
     EXPECT_EQ(0x00010004u, selected);
     EXPECT_EQ(E_INVALIDARG, selector->SetSelection(0x00010001, nullptr));
+
+    // Whoever registered on the part hears its changes on the event thread.
+    ControlListener listener;
+    ASSERT_EQ(S_OK, volumeNode->RegisterControlChangeCallback(__uuidof(IAudioVolumeLevel), &listener));
+    const GUID context = {0xabcdef01, 0x2, 0x3, {4, 5, 6, 7, 8, 9, 10, 11}};
+    level->SetLevel(0, -3.0f, &context);
+    machine.flushEvents();
+    EXPECT_EQ(1, listener.calls.load());
+    EXPECT_TRUE(listener.hadContext.load());
+    EXPECT_EQ(machine.eventThreadId(), listener.thread.load());
+    ASSERT_EQ(S_OK, volumeNode->UnregisterControlChangeCallback(&listener));
+    level->SetLevel(0, -6.0f, nullptr);
+    machine.flushEvents();
+    EXPECT_EQ(1, listener.calls.load());
+    EXPECT_EQ(1u, listener.references.load());
 
     UINT controls = 0;
     volumeNode->GetControlInterfaceCount(&controls);
