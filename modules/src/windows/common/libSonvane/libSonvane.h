@@ -15,6 +15,7 @@
 #include <libSonvane/audiodeviceendpoint.h>
 #include <libSonvane/audiodevicetopology.h>
 #include <libSonvane/audiopart.h>
+#include <libSonvane/endpointclassification.h>
 #include <libSonvane/endpointdeviceenumerator.h>
 #include <libSonvane/EndpointEnumerator.h>
 #include <libSonvane/EndpointGroup.h>
