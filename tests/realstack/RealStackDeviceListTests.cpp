@@ -135,4 +135,36 @@ TEST_F(RealStack, ChangedDeviceFormatIsBackAfterTheDevicesAreGone) {
     }
 }
 
+// The platform's own answers decide: every grid format that the client
+// accepts with S_OK, and no other, in the grid's order.
+TEST_F(RealStack, CompatibleFormatsAreTheGridFormatsTheClientAccepts) {
+    ATL::CComPtr<IMMDevice> endpoint;
+    m_enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &endpoint);
+    AudioDevice device(endpoint.p);
+    ATL::CComPtr<IAudioClient> client = device.audioClient();
+    ASSERT_TRUE(client != nullptr);
+    for (AUDCLNT_SHAREMODE mode : {AUDCLNT_SHAREMODE_EXCLUSIVE, AUDCLNT_SHAREMODE_SHARED}) {
+        std::vector<WAVEFORMATEX> accepted;
+        for (WORD channels : {1, 2}) {
+            for (WORD bits : {16, 24}) {
+                for (DWORD rate : {44100, 48000, 96000}) {
+                    WORD const align = static_cast<WORD>(channels * bits / 8);
+                    WAVEFORMATEX const format = {WAVE_FORMAT_PCM, channels, rate, rate * align, align, bits, 0};
+                    WAVEFORMATEX* closest = nullptr;
+                    bool const shared = mode == AUDCLNT_SHAREMODE_SHARED;
+                    if (client->IsFormatSupported(mode, &format, shared ? &closest : nullptr) == S_OK) {
+                        accepted.push_back(format);
+                    }
+                    CoTaskMemFree(closest);
+                }
+            }
+        }
+        orv::Array<WAVEFORMATEX> formats;
+        ASSERT_EQ(accepted.size(), device.compatibleFormats(formats, mode));
+        for (unsigned int i = 0; i < formats.size(); ++i) {
+            EXPECT_EQ(0, std::memcmp(&accepted[i], &formats[i], sizeof(WAVEFORMATEX))) << i;
+        }
+    }
+}
+
 }  // namespace
