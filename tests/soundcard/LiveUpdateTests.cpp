@@ -1,0 +1,120 @@
+// A card with observers follows the endpoints of its path as the machine
+// announces them on its own event thread.
+#include "SimulatedCards.h"
+
+#include "LogCapture.h"
+
+#include <atomic>
+#include <cwctype>
+
+namespace soundcard {
+namespace {
+
+class CountingObserver : public SoundCardObserver {
+public:
+    void deviceStateChanged() override { note(changed); }
+    void deviceAdded() override { note(added); }
+    void deviceRemoved() override { note(removed); }
+
+    std::atomic<int> changed{0};
+    std::atomic<int> added{0};
+    std::atomic<int> removed{0};
+    std::atomic<DWORD> thread{0};
+
+private:
+    void note(std::atomic<int>& counter) {
+        thread = GetCurrentThreadId();
+        ++counter;
+    }
+};
+
+class LiveUpdates : public SimulatedCards {
+protected:
+    // A further render endpoint of the codec, like the speakers but without
+    // a connector (the codec's speaker pin is taken).
+    static audiosim::Device newSpeaker(audiosim::Machine& laptop, std::wstring const& id) {
+        audiosim::Device device = *laptop.description().find(kSpeakers);
+        device.id = id;
+        device.wave = audiosim::WaveLegacy();
+        device.topology.reset();
+        return device;
+    }
+
+    static std::vector<std::wstring> playbackOf(SoundCard const& card, orv::Uint32 filter = DEVICE_STATEMASK_ALL) {
+        orv::Array<AudioDevice> devices;
+        card.allPlaybackDevice(devices, filter);
+        return idsOf(devices);
+    }
+
+    CountingObserver m_playback;
+    CountingObserver m_record;
+};
+
+TEST_F(LiveUpdates, EventsOfTheCardsPathChangeItsListsAndCallItsObservers) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    orv::Array<SoundCard> cards = SoundCard::enumerateSystemSoundDevices();
+    SoundCard codec = card(cards, kRealtekPath);
+    SoundCard const quiet = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    SoundCard const sameCard = codec;
+
+    EXPECT_FALSE(codec.registerRecordObserver(SoundCardObserverPtr()));
+    ASSERT_TRUE(codec.registerPlaybackObserver(SoundCardObserverPtr(&m_playback)));
+    ASSERT_TRUE(codec.registerRecordObserver(SoundCardObserverPtr(&m_record)));
+    EXPECT_EQ(1u, laptop.notificationClientCount());
+
+    std::wstring const added = L"{0.0.0.00000000}.{00000000-0000-4000-8000-00000000000a}";
+    laptop.addDevice(newSpeaker(laptop, added));
+    laptop.fireDeviceAdded(added);
+    laptop.fireStateChanged(kHeadphones, DEVICE_STATE_UNPLUGGED);
+    laptop.fireDeviceRemoved(kSpeakers);
+    laptop.fireDeviceRemoved(kMicrophoneArray);
+    // Another card's endpoint, and a device no card knows.
+    laptop.fireStateChanged(kDigitalOutput, DEVICE_STATE_DISABLED);
+    laptop.fireDeviceAdded(L"{0.0.0.00000000}.{ffffffff-0000-4000-8000-000000000000}");
+    // The card's path in another case belongs to another card.
+    std::wstring const otherCase = L"{0.0.0.00000000}.{00000000-0000-4000-8000-00000000000b}";
+    std::wstring lowerPath = kRealtekPath;
+    for (wchar_t& unit : lowerPath) {
+        unit = towlower(unit);
+    }
+    laptop.addDevice(newSpeaker(laptop, otherCase).set(kPathKey, audiosim::PropertyValue::string(lowerPath)));
+    laptop.fireDeviceAdded(otherCase);
+    laptop.flushEvents();
+
+    EXPECT_EQ((std::vector<std::wstring>{kHeadphones, added}), playbackOf(sameCard));
+    EXPECT_EQ(std::vector<std::wstring>{added}, playbackOf(sameCard, DEVICE_STATE_ACTIVE));
+    EXPECT_FALSE(codec.hasEndpoint(kMicrophoneArray));
+    EXPECT_TRUE(codec.hasEndpoint(kMicrophone));
+    EXPECT_EQ(1, m_playback.added);
+    EXPECT_EQ(1, m_playback.changed);
+    EXPECT_EQ(1, m_playback.removed);
+    EXPECT_EQ(0, m_record.added);
+    EXPECT_EQ(0, m_record.changed);
+    EXPECT_EQ(1, m_record.removed);
+    EXPECT_EQ(laptop.eventThreadId(), m_playback.thread);
+    EXPECT_NE(GetCurrentThreadId(), m_playback.thread);
+
+    // No observer, no updates; the other card keeps its state as read.
+    EXPECT_EQ((std::vector<std::wstring>{kSpeakers, kHeadphones}), playbackOf(quiet));
+    EXPECT_EQ(std::vector<std::wstring>{kDigitalOutput}, playbackOf(card(cards, kIntelPath), DEVICE_STATE_ACTIVE));
+}
+
+// Removal searches the list of the device's own flow only, and a device
+// announced twice is listed twice.
+TEST_F(LiveUpdates, RemovalOfAnUnlistedDeviceCallsNoObserver) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    SoundCard codec = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    ASSERT_TRUE(codec.registerPlaybackObserver(SoundCardObserverPtr(&m_playback)));
+
+    laptop.fireDeviceAdded(kSpeakers);
+    laptop.fireDeviceRemoved(kSpeakers);
+    laptop.fireDeviceRemoved(kSpeakers);
+    laptop.fireDeviceRemoved(kSpeakers);
+    laptop.flushEvents();
+    EXPECT_EQ(std::vector<std::wstring>{kHeadphones}, playbackOf(codec));
+    EXPECT_EQ(1, m_playback.added);
+    EXPECT_EQ(2, m_playback.removed);
+}
+
+}  // namespace
+}  // namespace soundcard
