@@ -176,6 +176,33 @@ private:
     int m_copy;
 };
 
+EDataFlow readFlow(const Node& node) {
+    const std::string name = node.text();
+    if (name == "render")
+        return eRender;
+    if (name == "capture")
+        return eCapture;
+    node.fail("the flow is \"render\" or \"capture\"");
+}
+
+ERole readRole(const Node& node) {
+    const std::string name = node.text();
+    if (name == "console")
+        return eConsole;
+    if (name == "multimedia")
+        return eMultimedia;
+    if (name == "communications")
+        return eCommunications;
+    node.fail("the role is \"console\", \"multimedia\" or \"communications\"");
+}
+
+PROPERTYKEY readKey(const Node& node) {
+    PROPERTYKEY key{};
+    if (!parsePropertyKey(node.wide(), key))
+        node.fail("unknown property key \"" + node.text() + "\"; use a name such as PKEY_Device_FriendlyName or {fmtid},pid");
+    return key;
+}
+
 // ---- Property values
 
 std::vector<BYTE> hexBytes(const Node& node) {
@@ -280,9 +307,7 @@ PropertyValue readValue(const Node& node, VARTYPE type) {
 Property readProperty(const Node& node) {
     node.only({"key", "type", "value", "hex", "format", "size", "fill"});
     Property property;
-    const Node keyNode = node.at("key");
-    if (!parsePropertyKey(keyNode.wide(), property.key))
-        keyNode.fail("unknown property key \"" + keyNode.text() + "\"; use a name such as PKEY_Device_FriendlyName or {fmtid},pid");
+    property.key = readKey(node.at("key"));
     const Node typeNode = node.at("type");
     const VARTYPE type = static_cast<VARTYPE>(typeNode.named(variantTypeNames(), "variant type", false));
     if (type != VT_BLOB) {
@@ -534,14 +559,7 @@ Device readEndpoint(const Node& node) {
     device.origin = originOf(node);
     device.endpoint = true;
     device.id = node.at("id").wide();
-    const Node flow = node.at("flow");
-    const std::string flowName = flow.text();
-    if (flowName == "render")
-        device.flow = eRender;
-    else if (flowName == "capture")
-        device.flow = eCapture;
-    else
-        flow.fail("the flow is \"render\" or \"capture\"");
+    device.flow = readFlow(node.at("flow"));
     if (auto n = node.get("state"))
         device.state = static_cast<DWORD>(n->named(deviceStateNames(), "device state"));
     if (auto n = node.get("properties"))
@@ -676,18 +694,79 @@ std::string syntaxPlace(const std::string& text, size_t byte) {
     return "line " + std::to_string(line) + ", column " + std::to_string(column);
 }
 
-}  // namespace
-
-MachineDescription readDescription(const std::string& text, const std::string& file) {
-    json document;
+json parseDocument(const std::string& text, const std::string& file) {
     try {
-        document = json::parse(text);
+        return json::parse(text);
     } catch (const json::parse_error& error) {
         std::string reason = error.what();
         const size_t colon = reason.find("syntax error");
         throw DescriptionError(file, syntaxPlace(text, error.byte > 0 ? error.byte - 1 : 0),
                                colon == std::string::npos ? reason : reason.substr(colon));
     }
+}
+
+ScriptStep readStep(const Node& node) {
+    ScriptStep step;
+    step.place = node.place();
+    const Node action = node.at("do");
+    step.action = action.text();
+    const auto id = [&] { return node.at("id").wide(); };
+    if (step.action == "fireDeviceAdded" || step.action == "fireDeviceRemoved" || step.action == "removeDevice") {
+        node.only({"do", "id"});
+        step.id = id();
+    } else if (step.action == "fireStateChanged" || step.action == "setState") {
+        node.only({"do", "id", "state"});
+        step.id = id();
+        step.state = static_cast<DWORD>(node.at("state").named(deviceStateNames(), "device state"));
+    } else if (step.action == "fireDefaultChanged" || step.action == "setDefault") {
+        node.only({"do", "id", "flow", "role"});
+        step.id = id();
+        step.flow = readFlow(node.at("flow"));
+        step.role = readRole(node.at("role"));
+    } else if (step.action == "firePropertyChanged") {
+        node.only({"do", "id", "key"});
+        step.id = id();
+        step.key = readKey(node.at("key"));
+    } else if (step.action == "setProperty") {
+        node.only({"do", "id", "key", "type", "value", "hex", "format", "size", "fill"});
+        step.id = id();
+        step.key = readKey(node.at("key"));
+        const Node typeNode = node.at("type");
+        step.value = readValue(node, static_cast<VARTYPE>(typeNode.named(variantTypeNames(), "variant type", false)));
+    } else if (step.action == "addEndpoint" || step.action == "addAdapter") {
+        node.only({"do", "device"});
+        step.device = step.action == "addEndpoint" ? readEndpoint(node.at("device")) : readAdapter(node.at("device"));
+    } else if (step.action == "setEndpointVolume") {
+        node.only({"do", "id", "level", "channel"});
+        step.id = id();
+        step.level = static_cast<float>(node.at("level").real());
+        if (auto channel = node.get("channel"))
+            step.channel = static_cast<int>(channel->integer(0, 31));
+    } else if (step.action == "setEndpointMute") {
+        node.only({"do", "id", "muted"});
+        step.id = id();
+        step.muted = node.at("muted").boolean();
+    } else if (step.action == "flushEvents") {
+        node.only({"do"});
+    } else {
+        action.fail("unknown step \"" + step.action + "\"");
+    }
+    return step;
+}
+
+}  // namespace
+
+std::vector<ScriptStep> readScript(const std::string& text, const std::string& file) {
+    const json document = parseDocument(text, file);
+    const Node root(document, "", file);
+    std::vector<ScriptStep> steps;
+    for (const Node& item : root.items())
+        steps.push_back(readStep(item));
+    return steps;
+}
+
+MachineDescription readDescription(const std::string& text, const std::string& file) {
+    const json document = parseDocument(text, file);
     const Node root(document, "", file);
     root.only({"name", "endpoints", "adapters", "defaults", "deviceTree", "faults", "repeat"});
     MachineDescription machine;

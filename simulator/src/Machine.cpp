@@ -30,15 +30,19 @@ std::string fileName(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-}  // namespace
-
-Machine Machine::fromFile(const std::string& path) {
+std::string readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file)
         throw DescriptionError(fileName(path), "/", "the file cannot be read");
     std::ostringstream text;
     text << file.rdbuf();
-    return fromJson(text.str(), fileName(path));
+    return text.str();
+}
+
+}  // namespace
+
+Machine Machine::fromFile(const std::string& path) {
+    return fromJson(readFile(path), fileName(path));
 }
 
 Machine Machine::fromJson(const std::string& text, const std::string& sourceName) {
@@ -200,6 +204,54 @@ void Machine::firePropertyChanged(const std::wstring& id, const PROPERTYKEY& key
 
 void Machine::flushEvents() {
     m_core->events.flush();
+}
+
+void Machine::runScript(const std::string& text, const std::string& sourceName) {
+    for (ScriptStep& step : readScript(text, sourceName)) {
+        try {
+            runStep(step);
+        } catch (const DescriptionError& error) {
+            throw DescriptionError(sourceName, error.place(), error.reason());
+        } catch (const std::invalid_argument& error) {
+            throw DescriptionError(sourceName, step.place, error.what());
+        }
+    }
+}
+
+void Machine::runScriptFile(const std::string& path) {
+    runScript(readFile(path), fileName(path));
+}
+
+void Machine::runStep(ScriptStep& step) {
+    const std::string& action = step.action;
+    if (action == "fireDeviceAdded")
+        fireDeviceAdded(step.id);
+    else if (action == "fireDeviceRemoved")
+        fireDeviceRemoved(step.id);
+    else if (action == "fireStateChanged")
+        fireStateChanged(step.id, step.state);
+    else if (action == "fireDefaultChanged")
+        fireDefaultChanged(step.flow, step.role, step.id);
+    else if (action == "firePropertyChanged")
+        firePropertyChanged(step.id, step.key);
+    else if (action == "addEndpoint" || action == "addAdapter")
+        addDevice(std::move(*step.device));
+    else if (action == "removeDevice")
+        removeDevice(step.id);
+    else if (action == "setState")
+        setState(step.id, step.state);
+    else if (action == "setDefault")
+        setDefault(step.flow, step.role, step.id);
+    else if (action == "setProperty")
+        setProperty(step.id, step.key, step.value);
+    else if (action == "setEndpointVolume" && step.channel < 0)
+        setEndpointVolume(step.id, step.level);
+    else if (action == "setEndpointVolume")
+        setEndpointChannelVolume(step.id, static_cast<UINT>(step.channel), step.level);
+    else if (action == "setEndpointMute")
+        setEndpointMute(step.id, step.muted);
+    else if (action == "flushEvents")
+        flushEvents();
 }
 
 DWORD Machine::eventThreadId() const {

@@ -3,6 +3,7 @@
 #include "SimulatorTestSupport.h"
 
 #include <atomic>
+#include <cwchar>
 #include <mutex>
 #include <vector>
 
@@ -86,6 +87,10 @@ std::vector<std::wstring> whats(const std::vector<RecordingClient::Event>& event
 
 class EventTest : public ComTest {};
 
+std::string narrowId(const wchar_t* id) {
+    return std::string(id, id + std::wcslen(id));
+}
+
 TEST_F(EventTest, ClientsHearEveryEventInOrderOnTheMachinesThread) {
     audiosim::Machine machine = laptop();
     RecordingClient client;
@@ -161,6 +166,41 @@ TEST_F(EventTest, ADeviceAddedToTheMachineCanBeAnnouncedAndARemovedOneIsGone) {
     added->GetState(&state);
     EXPECT_EQ(static_cast<DWORD>(DEVICE_STATE_NOTPRESENT), state);
     devices->UnregisterEndpointNotificationCallback(&client);
+}
+
+TEST_F(EventTest, AScriptEditsTheMachineAndFiresItsEventsInOrder) {
+    audiosim::Machine machine = laptop();
+    RecordingClient client;
+    enumerator(machine)->RegisterEndpointNotificationCallback(&client);
+    machine.runScript(std::string(R"([
+        {"do": "addEndpoint", "device": {"id": "{0.0.1.00000000}.{00000000-0000-4000-8000-0000000000c1}", "flow": "capture",
+                                         "state": "unplugged"}},
+        {"do": "fireDeviceAdded", "id": "{0.0.1.00000000}.{00000000-0000-4000-8000-0000000000c1}"},
+        {"do": "fireStateChanged", "id": "{0.0.1.00000000}.{00000000-0000-4000-8000-0000000000c1}", "state": "active"},
+        {"do": "setEndpointVolume", "id": ")") + narrowId(speakersId) + R"(", "level": -30},
+        {"do": "flushEvents"}])",
+                      "plug.json");
+    EXPECT_EQ((std::vector<std::wstring>{L"added {0.0.1.00000000}.{00000000-0000-4000-8000-0000000000c1}",
+                                         L"state {0.0.1.00000000}.{00000000-0000-4000-8000-0000000000c1} 1"}),
+              whats(client.events()));
+    EXPECT_FLOAT_EQ(-30.0f, machine.endpointVolume(speakersId).masterDb());
+
+    // A step that does not fit the machine names itself; a bad script runs nothing.
+    try {
+        machine.runScript(R"([{"do": "flushEvents"}, {"do": "setState", "id": "nobody", "state": "active"}])", "bad.json");
+        ADD_FAILURE() << "ran";
+    } catch (const audiosim::DescriptionError& error) {
+        EXPECT_EQ("/1", error.place());
+    }
+    try {
+        machine.runScript(R"([{"do": "fireDeviceRemoved", "id": "x"}, {"do": "unplug"}])", "bad.json");
+        ADD_FAILURE() << "ran";
+    } catch (const audiosim::DescriptionError& error) {
+        EXPECT_EQ("/1/do", error.place());
+    }
+    machine.flushEvents();
+    EXPECT_EQ(2u, client.events().size());
+    enumerator(machine)->UnregisterEndpointNotificationCallback(&client);
 }
 
 TEST_F(EventTest, VolumeCallbacksHearChangesFromTheLibraryAndFromTheMachine) {

@@ -23,6 +23,7 @@ namespace audiosim {
 
 namespace detail {
 class Core;
+struct ScriptStep;
 }
 
 // The live references of all objects that share one name.
@@ -82,6 +83,14 @@ public:
     void firePropertyChanged(const std::wstring& id, const PROPERTYKEY& key);
     // Waits until every event fired or queued so far has been delivered.
     void flushEvents();
+
+    // Runs an event script: a JSON array of steps such as
+    // {"do": "fireStateChanged", "id": "...", "state": "unplugged"} (see
+    // simulator/README.md). A script with an error in its text runs no step;
+    // a step that does not fit the machine throws DescriptionError naming the
+    // step, after the steps before it have run.
+    void runScript(const std::string& text, const std::string& sourceName);
+    void runScriptFile(const std::string& path);
     DWORD eventThreadId() const;
     size_t notificationClientCount() const;
 
@@ -105,6 +114,8 @@ public:
     std::shared_ptr<detail::Core> core() const { return m_core; }
 
 private:
+    void runStep(detail::ScriptStep& step);
+
     std::shared_ptr<detail::Core> m_core;
 };
 
