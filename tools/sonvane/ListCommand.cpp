@@ -1,0 +1,87 @@
+// sonvane list: the flat device list, both directions, numbered as every
+// other command numbers endpoints.
+#include "Console.h"
+#include "Names.h"
+#include "Session.h"
+#include "Text.h"
+
+#include <libSonvane/sonvaneflat.h>
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <string>
+
+namespace {
+
+using TextLength = unsigned int (*)(bool, unsigned int);
+using TextCopy = bool (*)(bool, unsigned int, void*);
+
+// The flat functions write exactly the reported length and no terminator.
+std::string flatText(TextLength length, TextCopy copy, bool render, unsigned int index) {
+    std::wstring text(length(render, index), L'\0');
+    if (!text.empty() && !copy(render, index, &text[0])) {
+        return std::string();
+    }
+    return utf8(text);
+}
+
+// Ends the flat functions' session however the command ends.
+class FlatSession {
+public:
+    FlatSession() : m_started(initialize()) {}
+    ~FlatSession() { tearDown(); }
+    bool started() const { return m_started; }
+
+private:
+    bool m_started;
+};
+
+nlohmann::json readFlatList() {
+    FlatSession flat;
+    if (!flat.started()) {
+        throw deviceError(libraryLog::explain("the flat device list cannot start"));
+    }
+    nlohmann::json endpoints = nlohmann::json::array();
+    unsigned int number = 0;
+    for (bool render : {true, false}) {
+        unsigned int const count = numDevices(render);
+        for (unsigned int i = 0; i < count; ++i) {
+            unsigned int const type = getDeviceType(render, i);
+            endpoints.push_back({
+                {"index", number++},
+                {"flow", render ? "render" : "capture"},
+                {"state", stateName(getDeviceState(render, i))},
+                {"type", flatTypeName(type)},
+                {"name", flatText(getDeviceNameLength, getDeviceName, render, i)},
+                {"description", flatText(getDeviceDescriptionLength, getDeviceDescription, render, i)},
+                {"id", flatText(getDeviceIdLength, getDeviceId, render, i)},
+            });
+        }
+    }
+    return {{"endpoints", endpoints}};
+}
+
+std::string listText(nlohmann::json const& data) {
+    TextTable table({"#", "FLOW", "STATE", "TYPE", "NAME", "DESCRIPTION", "ID"});
+    for (auto const& endpoint : data["endpoints"]) {
+        table.addRow({std::to_string(endpoint["index"].get<unsigned int>()), endpoint["flow"], endpoint["state"],
+                      endpoint["type"], endpoint["name"], endpoint["description"], endpoint["id"]});
+    }
+    if (data["endpoints"].empty()) {
+        return "No audio endpoints.\n";
+    }
+    return table.render();
+}
+
+}  // namespace
+
+void addListCommand(CLI::App& app, CommandRunner& chosen) {
+    CLI::App* command = app.add_subcommand("list", "List every audio endpoint through the flat device functions");
+    command->callback([&chosen] {
+        chosen = [](Session& session) {
+            session.emit(readFlatList(), listText);
+            return ExitCode::Ok;
+        };
+    });
+}

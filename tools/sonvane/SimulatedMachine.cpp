@@ -1,0 +1,56 @@
+#include "SimulatedMachine.h"
+
+#include "Text.h"
+#include "ToolError.h"
+
+#ifdef SONVANE_TOOL_WITH_SIMULATOR
+
+#include <audiosim/Installation.h>
+#include <audiosim/Machine.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+class InstalledMachine : public SimulatedMachine {
+public:
+    explicit InstalledMachine(audiosim::Machine machine)
+        : m_machine(std::move(machine)), m_installation(m_machine, options()) {}
+
+    std::string name() const override { return utf8(m_machine.name()); }
+
+private:
+    // The tool is not a test: it keeps no record of which faults fired.
+    static audiosim::InstallOptions options() {
+        audiosim::InstallOptions chosen;
+        chosen.recordFaultCoverage = false;
+        return chosen;
+    }
+
+    audiosim::Machine m_machine;
+    audiosim::Installation m_installation;
+};
+
+}  // namespace
+
+std::unique_ptr<SimulatedMachine> SimulatedMachine::install(std::string const& file) {
+    if (!std::ifstream(std::filesystem::u8path(file)).good()) {
+        throw fileError("cannot read the machine file " + file);
+    }
+    try {
+        return std::make_unique<InstalledMachine>(audiosim::Machine::fromFile(file));
+    } catch (audiosim::DescriptionError const& error) {
+        throw fileError(std::string("bad machine file: ") + error.what());
+    } catch (std::runtime_error const& error) {
+        throw deviceError(std::string("the simulated machine cannot be installed: ") + error.what());
+    }
+}
+
+#else
+
+std::unique_ptr<SimulatedMachine> SimulatedMachine::install(std::string const&) {
+    throw usageError("--machine is not available in this build: it was made without the audio machine simulator");
+}
+
+#endif

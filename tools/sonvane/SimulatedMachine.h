@@ -1,0 +1,15 @@
+#pragma once
+// --machine FILE: a simulated audio machine put in the place of the
+// system's audio stack for the whole run, before the library is touched.
+#include <memory>
+#include <string>
+
+class SimulatedMachine {
+public:
+    // Loads and installs the machine; a file that cannot be read or is not
+    // a valid description is a file error naming the place and the reason.
+    // COM must be initialised on the calling thread.
+    static std::unique_ptr<SimulatedMachine> install(std::string const& file);
+    virtual ~SimulatedMachine() = default;
+    virtual std::string name() const = 0;
+};
