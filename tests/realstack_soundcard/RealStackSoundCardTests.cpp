@@ -170,35 +170,6 @@ TEST_F(RealStackCards, EachCardIsFoundByItsInstanceId) {
     }
 }
 
-// The lister by state files each endpoint under the state the platform
-// reports for it.
-TEST_F(RealStackCards, ListerByStateFilesEndpointsUnderTheirState) {
-    for (EDataFlow flow : {eRender, eCapture}) {
-        EndpointDeviceEnumeratorCommon lister(flow);
-        ASSERT_NE(nullptr, lister.enumerator().p);
-        const EndpointDeviceEnumeratorCommon& view = lister;
-        std::pair<DWORD, orv::Array<AudioDevice> const*> const rows[] = {
-            {DEVICE_STATE_ACTIVE, &view.activeDevice()},
-            {DEVICE_STATE_DISABLED, &view.disabledDevice()},
-            {DEVICE_STATE_NOTPRESENT, &view.notPresentDevice()},
-            {DEVICE_STATE_UNPLUGGED, &view.unpluggedDevice()},
-        };
-        for (auto const& row : rows) {
-            std::vector<std::wstring> expected;
-            for (PlatformEndpoint const& endpoint : listDirectly(flow, row.first)) {
-                expected.push_back(endpoint.id);
-            }
-            EXPECT_EQ(expected, ids(*row.second)) << "state " << row.first;
-        }
-
-        // A copy has lists of its own.
-        EndpointDeviceEnumeratorCommon copy(lister);
-        orv::Uint32 const active = view.activeDevice().size();
-        lister.enumerate(flow == eRender ? eCapture : eRender);
-        EXPECT_EQ(active, static_cast<const EndpointDeviceEnumeratorCommon&>(copy).activeDevice().size());
-    }
-}
-
 // The short-lived lister lists every state of one flow, replacing what the
 // output held.
 TEST_F(RealStackCards, ShortLivedListerReplacesItsOutput) {

@@ -99,6 +99,22 @@ TEST_F(LiveUpdates, EventsOfTheCardsPathChangeItsListsAndCallItsObservers) {
     EXPECT_EQ(std::vector<std::wstring>{kDigitalOutput}, playbackOf(card(cards, kIntelPath), DEVICE_STATE_ACTIVE));
 }
 
+// The updater is made with one reference more than its holder owns, so the
+// holders' releases never free it while the platform may still call it.
+TEST_F(LiveUpdates, UpdaterOutlivesItsHolders) {
+    ATL::CComPtr<SoundCard::SoundCardDeviceUpdater> const updater = SoundCard::SoundCardDeviceUpdater::createUpdater();
+    EXPECT_EQ(3u, updater->AddRef());
+    EXPECT_EQ(2u, updater->Release());
+
+    IUnknown* asked = nullptr;
+    ASSERT_EQ(S_OK, updater->QueryInterface(__uuidof(IMMNotificationClient), reinterpret_cast<void**>(&asked)));
+    EXPECT_EQ(static_cast<IMMNotificationClient*>(updater.p), asked);
+    EXPECT_EQ(2u, asked->Release());
+    asked = reinterpret_cast<IUnknown*>(updater.p);
+    EXPECT_EQ(E_NOINTERFACE, updater->QueryInterface(__uuidof(IPart), reinterpret_cast<void**>(&asked)));
+    EXPECT_EQ(nullptr, asked);
+}
+
 // Removal searches the list of the device's own flow only, and a device
 // announced twice is listed twice.
 TEST_F(LiveUpdates, RemovalOfAnUnlistedDeviceCallsNoObserver) {
