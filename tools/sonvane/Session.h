@@ -11,6 +11,7 @@
 namespace CLI {
 class App;
 }
+class SimulatedMachine;
 
 struct Session {
     bool json = false;
@@ -18,6 +19,7 @@ struct Session {
     // The simulated machine's name once it is installed; empty on the
     // machine's own audio stack.
     std::string machine;
+    SimulatedMachine* simulated = nullptr;
 
     // Prints `data` as JSON with --json, otherwise what `text` makes of it.
     void emit(nlohmann::json const& data, std::function<std::string(nlohmann::json const&)> const& text) const;

@@ -13,12 +13,27 @@
 
 namespace {
 
+void requireReadable(std::string const& file, char const* what) {
+    if (!std::ifstream(std::filesystem::u8path(file)).good()) {
+        throw fileError(std::string("cannot read the ") + what + " " + file);
+    }
+}
+
 class InstalledMachine : public SimulatedMachine {
 public:
     explicit InstalledMachine(audiosim::Machine machine)
         : m_machine(std::move(machine)), m_installation(m_machine, options()) {}
 
     std::string name() const override { return utf8(m_machine.name()); }
+
+    void runScript(std::string const& file) override {
+        requireReadable(file, "event script");
+        try {
+            m_machine.runScriptFile(file);
+        } catch (audiosim::DescriptionError const& error) {
+            throw fileError(std::string("bad event script: ") + error.what());
+        }
+    }
 
 private:
     // The tool is not a test: it keeps no record of which faults fired.
@@ -35,9 +50,7 @@ private:
 }  // namespace
 
 std::unique_ptr<SimulatedMachine> SimulatedMachine::install(std::string const& file) {
-    if (!std::ifstream(std::filesystem::u8path(file)).good()) {
-        throw fileError("cannot read the machine file " + file);
-    }
+    requireReadable(file, "machine file");
     try {
         return std::make_unique<InstalledMachine>(audiosim::Machine::fromFile(file));
     } catch (audiosim::DescriptionError const& error) {

@@ -12,4 +12,7 @@ public:
     static std::unique_ptr<SimulatedMachine> install(std::string const& file);
     virtual ~SimulatedMachine() = default;
     virtual std::string name() const = 0;
+    // Runs an event script on the machine: its edits and the events it
+    // fires. A bad script is a file error naming the step and the reason.
+    virtual void runScript(std::string const& file) = 0;
 };

@@ -5,6 +5,7 @@
 #include "Endpoints.h"
 #include "Names.h"
 #include "Session.h"
+#include "SimulatedMachine.h"
 #include "Text.h"
 
 #include <libSonvane/libSonvane.h>
@@ -197,9 +198,18 @@ void print(Session const& session, nlohmann::json const& event) {
     console::out(session.json ? event.dump() + "\n" : eventLine(event));
 }
 
-ExitCode runWatch(Session& session, double seconds) {
+struct WatchOptions {
+    double seconds = 0.0;
+    std::string script;
+};
+
+ExitCode runWatch(Session& session, WatchOptions const& options) {
+    double const seconds = options.seconds;
     if (seconds < 0.0) {
         throw usageError("--seconds cannot be negative");
+    }
+    if (!options.script.empty() && !session.simulated) {
+        throw usageError("--script needs a simulated machine (--machine)");
     }
     Watchers& watchers = *new Watchers();
     unsigned int const cards = watchCards(watchers);
@@ -208,6 +218,9 @@ ExitCode runWatch(Session& session, double seconds) {
     if (!session.json) {
         console::out("Watching " + std::to_string(cards) + (cards == 1 ? " card" : " cards") +
                      " and the endpoint list " + until + ".\n");
+    }
+    if (!options.script.empty()) {
+        session.simulated->runScript(options.script);
     }
     unsigned int count = 0;
     auto const printPending = [&] {
@@ -230,11 +243,13 @@ ExitCode runWatch(Session& session, double seconds) {
 }  // namespace
 
 void addWatchCommand(CLI::App& app, CommandRunner& chosen) {
-    auto seconds = std::make_shared<double>(0.0);
+    auto options = std::make_shared<WatchOptions>();
     CLI::App* command = app.add_subcommand(
         "watch", "Print device events as they happen (endpoints added, removed, changing state or default)");
-    command->add_option("--seconds", *seconds, "Stop after this many seconds (default: at Ctrl+C)");
-    command->callback([&chosen, seconds] {
-        chosen = [seconds](Session& session) { return runWatch(session, *seconds); };
+    command->add_option("--seconds", options->seconds, "Stop after this many seconds (default: at Ctrl+C)");
+    command->add_option("--script", options->script,
+                        "With --machine: run this event script on the simulated machine once watching has begun");
+    command->callback([&chosen, options] {
+        chosen = [options](Session& session) { return runWatch(session, *options); };
     });
 }

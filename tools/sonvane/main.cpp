@@ -105,6 +105,7 @@ int run(Session& session, CommandRunner const& command) {
         if (!session.machineFile.empty()) {
             machine = SimulatedMachine::install(session.machineFile);
             session.machine = machine->name();
+            session.simulated = machine.get();
         }
         libraryLog::install();
         return static_cast<int>(command(session));
