@@ -55,7 +55,7 @@ public:
     CallLog calls;
     Faults faults;
     EventThread events;
-    std::atomic<bool> recordCoverage{false};
+    std::atomic<bool> recordCoverage{true};
 
     struct Ticket {
         unsigned long long sequence = 0;

@@ -87,6 +87,8 @@ void Coverage::write() {
     if (!folder || !*folder)
         return;
     std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_methods.empty())
+        return;
     CreateDirectoryA(folder, nullptr);
     const std::string program = programName();
     const std::string path = std::string(folder) + "/" + program + ".json";

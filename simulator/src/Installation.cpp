@@ -114,18 +114,17 @@ public:
             startMultithreadedRegistration();
         platform::serveDeviceTree(&m_tree);
         platform::serveKernel(&m_kernel);
-        m_core->recordCoverage = options.recordFaultCoverage;
+        if (!options.recordFaultCoverage)
+            m_core->recordCoverage = false;
     }
 
     ~Impl() {
-        const bool recorded = m_core->recordCoverage.exchange(false);
         platform::serveKernel(m_previousKernel);
         platform::serveDeviceTree(m_previousTree);
         stopMultithreadedRegistration();
         CoRevokeClassObject(m_cookie);
         m_factory->Release();
-        if (recorded)
-            Coverage::instance().write();
+        Coverage::instance().write();
     }
 
     IClassFactory* factory() const { return m_factory; }

@@ -2,6 +2,7 @@
 
 #include "ComObject.h"
 #include "Core.h"
+#include "Coverage.h"
 #include "EndpointVolumeRules.h"
 #include "Loader.h"
 #include "Objects.h"
@@ -65,8 +66,14 @@ Machine& Machine::operator=(Machine&& other) noexcept {
 }
 
 Machine::~Machine() {
-    if (m_core)
+    if (m_core) {
         m_core->shutDown();
+        Coverage::instance().write();
+    }
+}
+
+void Machine::setFaultCoverageRecording(bool on) {
+    m_core->recordCoverage = on;
 }
 
 MachineDescription Machine::description() const {

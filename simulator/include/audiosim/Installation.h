@@ -25,9 +25,9 @@ struct InstallOptions {
     DWORD osMajor = 6;
     DWORD osMinor = 1;
     WORD servicePackMajor = 0;
-    // Record which methods library code called and which of those had an
-    // injected failure (the fault-coverage report). Off for tests of the
-    // simulator itself.
+    // False switches off the machine's fault-coverage recording (which
+    // methods library code called, and which of those had an injected
+    // failure), for tests of the simulator itself.
     bool recordFaultCoverage = true;
     // Also register in the multithreaded apartment.
     bool registerInMultithreadedApartment = true;

@@ -97,6 +97,11 @@ public:
     Faults& faults();
     CallLog& calls();
 
+    // Whether the library's calls on this machine count towards the
+    // fault-coverage report (see simulator/README.md). On by default; off
+    // for benchmarks, where looking at every caller's stack costs time.
+    void setFaultCoverageRecording(bool on);
+
     // References held on the machine's objects now, by object name; 0 for a
     // name with no live object.
     ULONG liveReferences(const std::wstring& objectName) const;
