@@ -52,16 +52,6 @@ MachineDescription Core::snapshot() const {
     return description;
 }
 
-namespace {
-
-// COM itself asks the class factory for its interface and locks it; only
-// CreateInstance stands for a call the library makes (CoCreateInstance).
-bool madeByCom(const std::wstring& method) {
-    return method == L"IClassFactory::QueryInterface" || method == L"IClassFactory::LockServer";
-}
-
-}  // namespace
-
 Core::Ticket Core::beginCall(const ObjectBase& object, const std::wstring& method, std::wstring arguments) {
     Ticket ticket;
     ticket.method = &method;
@@ -72,7 +62,7 @@ Core::Ticket Core::beginCall(const ObjectBase& object, const std::wstring& metho
     record.arguments = std::move(arguments);
     record.threadId = GetCurrentThreadId();
     ticket.sequence = calls.begin(std::move(record));
-    if (recordCoverage.load() && !madeByCom(method)) {
+    if (recordCoverage.load()) {
         ticket.fromLibrary = Coverage::calledFromLibrary();
         if (ticket.fromLibrary)
             Coverage::instance().note(method, ticket.fault.has_value());

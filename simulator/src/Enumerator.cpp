@@ -8,10 +8,19 @@ namespace {
 
 const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
 
+// COM itself asks the factory for its interfaces and locks it; those calls
+// are COM's, not the caller's, and stay out of the call log. CreateInstance
+// is what CoCreateInstance does for the caller and goes through dispatch.
 class ClassFactory : public ComObject<IClassFactory> {
 public:
     explicit ClassFactory(std::shared_ptr<Core> core)
         : ComObject(std::move(core), L"IClassFactory", L"IClassFactory MMDeviceEnumerator", L"", false) {}
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (!out)
+            return E_POINTER;
+        return queryQuietly(iid, out);
+    }
 
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
         return dispatch(method(L"CreateInstance"), join({pointer(outer), iidName(iid)}), [&]() -> HRESULT {
@@ -24,9 +33,7 @@ public:
         }, out);
     }
 
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
-        return dispatch(method(L"LockServer"), number(lock), [] { return S_OK; });
-    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 
 private:
     void* findInterface(REFIID iid) override {

@@ -131,7 +131,7 @@ std::optional<FaultHit> Faults::check(const std::wstring& method, const std::wst
 const std::vector<std::wstring>& knownMethods() {
     static const std::vector<std::wstring> methods = [] {
         const std::vector<std::pair<std::wstring, std::vector<const wchar_t*>>> interfaces = {
-            {L"IClassFactory", {L"QueryInterface", L"CreateInstance", L"LockServer"}},
+            {L"IClassFactory", {L"CreateInstance"}},
             {L"IMMDeviceEnumerator",
              {L"QueryInterface", L"EnumAudioEndpoints", L"GetDefaultAudioEndpoint", L"GetDevice",
               L"RegisterEndpointNotificationCallback", L"UnregisterEndpointNotificationCallback"}},
