@@ -32,6 +32,10 @@ TEST_F(DescriptionTest, ErrorsNameThePlaceAndTheReason) {
         "links": [["Volume", "Out"], ["Volume", "Speaker"]]})");
     const std::string danglingConnection = endpointWith(R"("topology": {
         "connectors": [{"name": "Out", "connectedTo": {"device": "{2}.nowhere", "connector": "In"}}]})");
+    const std::string sharedJack = R"({"endpoints": [
+        {"id": "a", "flow": "render", "topology": {"connectors": [{"name": "Out", "connectedTo": {"device": "card", "connector": "Jack"}}]}},
+        {"id": "b", "flow": "render", "topology": {"connectors": [{"name": "Out", "connectedTo": {"device": "card", "connector": "Jack"}}]}}],
+      "adapters": [{"id": "card", "topology": {"connectors": [{"name": "Jack"}]}}]})";
     const std::string twoIds = std::string(R"({"endpoints": [)") + kEndpoint + "}, " + kEndpoint + "}]}";
     const BadDescription cases[] = {
         {R"({"endpoints": [{"flow": "render"}]})", "/endpoints/0", "the field \"id\" is missing"},
@@ -47,6 +51,7 @@ TEST_F(DescriptionTest, ErrorsNameThePlaceAndTheReason) {
         {withTopology, "/endpoints/0/topology/links/1/1", "no part of this topology is called Speaker"},
         {danglingConnection, "/endpoints/0/topology/connectors/0/connectedTo/device", "no device has the id"},
         {twoIds, "/endpoints/1/id", "is taken by /endpoints/0"},
+        {sharedJack, "/endpoints/1/topology/connectors/0/connectedTo", "is connected elsewhere, to Out of a"},
         {(std::string(R"({"endpoints": [)") + kEndpoint + R"(}], "defaults": {"capture": "{0.0.0.00000000}.{00000000-0000-4000-8000-000000000001}"}})"),
          "/defaults/capture/console", "the other data flow"},
         {R"({"faults": [{"method": "IMMDevice::GetId", "result": "E_WHATEVER"}]})", "/faults/0/result", "unknown HRESULT"},
