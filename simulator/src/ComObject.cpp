@@ -115,10 +115,6 @@ std::wstring guidArgument(const GUID* value) {
     return value ? guidText(*value) : std::wstring(L"null");
 }
 
-std::wstring keyName(const PROPERTYKEY& key) {
-    return propertyKeyName(key);
-}
-
 std::wstring join(std::initializer_list<std::wstring> parts) {
     std::wstring result;
     bool first = true;

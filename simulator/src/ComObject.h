@@ -32,7 +32,6 @@ std::wstring level(float value);
 std::wstring text(LPCWSTR value);
 std::wstring pointer(const void* value);
 std::wstring guidArgument(const GUID* value);
-std::wstring keyName(const PROPERTYKEY& key);
 std::wstring join(std::initializer_list<std::wstring> parts);
 
 // A COM task-memory copy of a string, as the platform hands out strings.

@@ -141,7 +141,7 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE GetValue(REFPROPERTYKEY key, PROPVARIANT* value) override {
-        return dispatch(method(L"GetValue"), keyName(key), [&]() -> HRESULT {
+        return dispatch(method(L"GetValue"), propertyKeyName(key), [&]() -> HRESULT {
             if (!value)
                 return E_POINTER;
             PropVariantInit(value);
@@ -154,7 +154,7 @@ public:
     HRESULT STDMETHODCALLTYPE SetValue(REFPROPERTYKEY key, REFPROPVARIANT value) override {
         PropertyValue converted;
         const bool known = PropertyValue::fromPropVariant(value, converted);
-        return dispatch(method(L"SetValue"), join({keyName(key), known ? converted.describe() : number(value.vt)}),
+        return dispatch(method(L"SetValue"), join({propertyKeyName(key), known ? converted.describe() : number(value.vt)}),
                         [&]() -> HRESULT {
                             if (m_mode == STGM_READ)
                                 return STG_E_ACCESSDENIED;

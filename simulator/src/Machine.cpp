@@ -47,12 +47,12 @@ Machine Machine::fromFile(const std::string& path) {
 }
 
 Machine Machine::fromJson(const std::string& text, const std::string& sourceName) {
-    Machine machine(MachineDescription{});
-    machine.m_core = makeCore(readDescription(text, sourceName), sourceName);
-    return machine;
+    return Machine(makeCore(readDescription(text, sourceName), sourceName));
 }
 
 Machine::Machine(MachineDescription description) : m_core(makeCore(std::move(description), "C++ description")) {}
+
+Machine::Machine(std::shared_ptr<detail::Core> core) : m_core(std::move(core)) {}
 
 Machine::Machine(Machine&& other) noexcept = default;
 

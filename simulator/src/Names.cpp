@@ -219,16 +219,6 @@ std::optional<HRESULT> parseHresult(const std::string& text) {
     return static_cast<HRESULT>(static_cast<unsigned long>(value));
 }
 
-std::string hresultName(HRESULT result) {
-    for (const auto& entry : hresults()) {
-        if (entry.value == result)
-            return entry.name;
-    }
-    char buffer[16];
-    std::snprintf(buffer, sizeof buffer, "0x%08lX", static_cast<unsigned long>(result));
-    return buffer;
-}
-
 const std::vector<NamedValue>& connectorTypeNames() {
     static const std::vector<NamedValue> table = {
         {"Unknown_Connector", Unknown_Connector}, {"Physical_Internal", Physical_Internal},

@@ -32,7 +32,6 @@ const std::vector<NamedKey>& propertyKeys();
 // HRESULTs by name ("E_FAIL", "AUDCLNT_E_DEVICE_IN_USE") or number text
 // ("0x80004005", "-2147467259").
 std::optional<HRESULT> parseHresult(const std::string& text);
-std::string hresultName(HRESULT result);
 
 // The enumerations of devicetopology.h and the jack description, by name.
 const std::vector<NamedValue>& connectorTypeNames();

@@ -5,14 +5,12 @@
 
 #include "Core.h"
 
-#include <windows.h>
-#include <strmif.h>
+#include <audiosim/SdkNames.h>
+
 #include <audioclient.h>
-#include <devicetopology.h>
 #include <endpointvolume.h>
 #include <mmdeviceapi.h>
 #include <propsys.h>
-#include <strmif.h>
 
 #include <memory>
 #include <string>

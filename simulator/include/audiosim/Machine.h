@@ -119,6 +119,7 @@ public:
     std::shared_ptr<detail::Core> core() const { return m_core; }
 
 private:
+    explicit Machine(std::shared_ptr<detail::Core> core);
     void runStep(detail::ScriptStep& step);
 
     std::shared_ptr<detail::Core> m_core;
