@@ -1,6 +1,7 @@
 // EndpointEnumerator: finding the adapter behind each endpoint and filing the
 // endpoints into groups.
 #include <libSonvane/EndpointEnumerator.h>
+#include <libSonvane/platformconstants.h>
 
 #include <COM/DeviceTopologyApi.h>
 #include <libSonvane/mmdevicecalls.h>
@@ -16,8 +17,7 @@ namespace libSonvane {
 
 namespace {
 
-PROPERTYKEY const kInstanceIdKey = {
-    {0x78C34FC8, 0x104A, 0x4ACA, {0x9E, 0xA4, 0x52, 0x4D, 0x52, 0x99, 0x6E, 0x57}}, 256};
+PROPERTYKEY const& kInstanceIdKey = keys::deviceInstanceId;
 
 // Not-present endpoints are left out: they are remembered by the system but
 // have no hardware behind them to group.

@@ -1,6 +1,7 @@
 // EndpointGroup: the endpoints behind one adapter and their sorting by form
 // factor.
 #include <libSonvane/EndpointGroup.h>
+#include <libSonvane/platformconstants.h>
 
 #include <COM/DeviceTopologyApi.h>
 #include <libSonvane/mmdevicecalls.h>
@@ -17,12 +18,9 @@ namespace libSonvane {
 
 namespace {
 
-PROPERTYKEY const kFormFactorKey = {
-    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
-PROPERTYKEY const kInterfaceFriendlyNameKey = {
-    {0x026E516E, 0xB814, 0x414B, {0x83, 0xCD, 0x85, 0x6D, 0x6F, 0xEF, 0x48, 0x22}}, 2};
-PROPERTYKEY const kEnumeratorNameKey = {
-    {0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 24};
+PROPERTYKEY const& kFormFactorKey = keys::formFactor;
+PROPERTYKEY const& kInterfaceFriendlyNameKey = keys::interfaceFriendlyName;
+PROPERTYKEY const& kEnumeratorNameKey = keys::enumeratorName;
 
 orv::String hexCode(HRESULT result) {
     return orv::OrvValue(result).toHexString(true);

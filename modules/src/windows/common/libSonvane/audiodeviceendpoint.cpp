@@ -1,5 +1,6 @@
 // AudioDevice: life, copying and the reading of the device's properties.
 #include <libSonvane/audiodeviceendpoint.h>
+#include <libSonvane/platformconstants.h>
 
 #include <libSonvane/endpointdeviceenumerator.h>
 
@@ -21,18 +22,12 @@ PROPERTYKEY const AudioDevice::m_driverNodeStrongName = {
 
 namespace {
 
-PROPERTYKEY const kDeviceDescKey = {
-    {0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 2};
-PROPERTYKEY const kEnumeratorNameKey = {
-    {0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 24};
-PROPERTYKEY const kDeviceFormatKey = {
-    {0xF19F064D, 0x082C, 0x4E27, {0xBC, 0x73, 0x68, 0x82, 0xA1, 0xBB, 0x8E, 0x4C}}, 0};
-PROPERTYKEY const kSupportsEventDrivenKey = {
-    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 7};
-PROPERTYKEY const kPhysicalSpeakersKey = {
-    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 3};
-PROPERTYKEY const kEndpointGuidKey = {
-    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
+PROPERTYKEY const& kDeviceDescKey = libSonvane::keys::deviceDesc;
+PROPERTYKEY const& kEnumeratorNameKey = libSonvane::keys::enumeratorName;
+PROPERTYKEY const& kDeviceFormatKey = libSonvane::keys::deviceFormat;
+PROPERTYKEY const& kSupportsEventDrivenKey = libSonvane::keys::supportsEventDriven;
+PROPERTYKEY const& kPhysicalSpeakersKey = libSonvane::keys::physicalSpeakers;
+PROPERTYKEY const& kEndpointGuidKey = libSonvane::keys::endpointGuid;
 
 static_assert(sizeof(WAVEFORMATEXTENSIBLE) == 40, "the device format travels as a 40-byte blob");
 static_assert(sizeof(WAVEFORMATEX) == 18, "a plain wave format is 18 bytes");

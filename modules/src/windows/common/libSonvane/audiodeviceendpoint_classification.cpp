@@ -1,6 +1,7 @@
 // What kind of endpoint an AudioDevice is, from its enumerator name, the node
 // type behind its first connector and its jack descriptions.
 #include <libSonvane/endpointclassification.h>
+#include <libSonvane/platformconstants.h>
 
 #include <libSonvane/audiodeviceendpoint.h>
 
@@ -17,14 +18,11 @@ ORV_LOG_CATEGORY("libSonvane.audioDeviceEndpoint");
 
 namespace {
 
-// The microphone node types of the platform's kernel-streaming headers; the
-// values stand here so that no GUID library has to be linked for them.
-GUID const kMicrophone = {0xDFF21BE1, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}};
-GUID const kDesktopMicrophone = {0xDFF21BE2, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}};
-GUID const kPersonalMicrophone = {0xDFF21BE3, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}};
-GUID const kOmniDirectionalMicrophone = {
-    0xDFF21BE4, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}};
-GUID const kMicrophoneArray = {0xDFF21BE5, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}};
+GUID const& kMicrophone = libSonvane::nodetypes::microphone;
+GUID const& kDesktopMicrophone = libSonvane::nodetypes::desktopMicrophone;
+GUID const& kPersonalMicrophone = libSonvane::nodetypes::personalMicrophone;
+GUID const& kOmniDirectionalMicrophone = libSonvane::nodetypes::omniDirectionalMicrophone;
+GUID const& kMicrophoneArray = libSonvane::nodetypes::microphoneArray;
 
 char const kUsbEnumerator[] = "USB";
 char const kRootEnumerator[] = "ROOT";

@@ -2,6 +2,7 @@
 // data flow and default status, writing the device format, and the probe of
 // the PCM formats it accepts.
 #include <libSonvane/audiodeviceendpoint.h>
+#include <libSonvane/platformconstants.h>
 
 #include <libSonvane/mmdevicecalls.h>
 #include <libTrelwave/pcmsupport.h>
@@ -15,8 +16,7 @@ ORV_LOG_CATEGORY("libSonvane.audioDeviceEndpoint");
 
 namespace {
 
-PROPERTYKEY const kDeviceFormatKey = {
-    {0xF19F064D, 0x082C, 0x4E27, {0xBC, 0x73, 0x68, 0x82, 0xA1, 0xBB, 0x8E, 0x4C}}, 0};
+PROPERTYKEY const& kDeviceFormatKey = libSonvane::keys::deviceFormat;
 
 // Activates one interface of the device for a caller that only reports a
 // failure: the device must be set.

@@ -1,4 +1,5 @@
 #include <libSonvane/sonvaneflat.h>
+#include <libSonvane/platformconstants.h>
 
 #include <libSonvane/audiodeviceendpoint.h>
 #include <libSonvane/endpointdeviceenumerator.h>
@@ -25,19 +26,16 @@ namespace {
 unsigned int const kOutOfRangeType = 0xFFFFFFFFu;
 
 // The node types that getDeviceType numbers, in the order of their numbers.
-GUID const kNumberedNodeTypes[] = {
-    {0xDFF21CE1, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}},  // speaker
-    {0xDFF21CE2, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}},  // headphones
-    {0xDFF21FE5, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}},  // S/PDIF interface
-    {0xD1B9CC2A, 0xF519, 0x417F, {0x91, 0xC9, 0x55, 0xFA, 0x65, 0x48, 0x10, 0x01}},  // HDMI interface
-    {0xDFF21BE1, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}},  // microphone
-    {0xDFF21FE3, 0xF70F, 0x11D0, {0xB9, 0x17, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}},  // line connector
+GUID const* const kNumberedNodeTypes[] = {
+    &libSonvane::nodetypes::speaker,        &libSonvane::nodetypes::headphones,
+    &libSonvane::nodetypes::spdifInterface, &libSonvane::nodetypes::hdmiInterface,
+    &libSonvane::nodetypes::microphone,     &libSonvane::nodetypes::lineConnector,
 };
 
 unsigned int nodeTypeNumber(GUID const& nodeGuid) {
     unsigned int const count = sizeof kNumberedNodeTypes / sizeof kNumberedNodeTypes[0];
     for (unsigned int number = 0; number < count; ++number) {
-        if (IsEqualGUID(nodeGuid, kNumberedNodeTypes[number])) {
+        if (IsEqualGUID(nodeGuid, *kNumberedNodeTypes[number])) {
             return number;
         }
     }
