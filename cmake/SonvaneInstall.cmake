@@ -29,9 +29,10 @@ install(TARGETS ${install_targets} EXPORT libSonvaneTargets
 
 # Headers keep the folder names they are included by (<orv/...>,
 # <libSonvane/...>, <COM/...>, <libTrelwave/...>, <platform/...>, <audiosim/...>).
-install(DIRECTORY common/src/libMarlbase/ common/src/libMarlbase/orvarray/
+install(DIRECTORY common/src/libMarlbase/
         DESTINATION ${SONVANE_INCLUDE_DEST} FILES_MATCHING PATTERN "*.h" PATTERN "orvarray" EXCLUDE)
-install(DIRECTORY platform/ DESTINATION ${SONVANE_INCLUDE_DEST} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY common/src/libMarlbase/orvarray/orv DESTINATION ${SONVANE_INCLUDE_DEST} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY platform/platform DESTINATION ${SONVANE_INCLUDE_DEST} FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY modules/src/windows/common/ DESTINATION ${SONVANE_INCLUDE_DEST} FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY pcm/ DESTINATION ${SONVANE_INCLUDE_DEST} FILES_MATCHING PATTERN "*.h")
 if(TARGET sonvane_simulator)

@@ -10,7 +10,9 @@ set(CMAKE_FIND_ROOT_PATH /usr/${TOOLCHAIN_PREFIX})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# Packages may come from any prefix the caller names (an installed
+# libSonvane, for example), not only from the mingw-w64 sysroot.
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 # ctest and add_test run Windows programs through the project's wine wrapper,
 # which points Wine at the project-local prefix.
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/winerun)
