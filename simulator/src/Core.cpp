@@ -53,11 +53,16 @@ MachineDescription Core::snapshot() const {
 }
 
 Core::Ticket Core::beginCall(const ObjectBase& object, const std::wstring& method, std::wstring arguments) {
+    return beginCall(object.name(), object.subject(), method, std::move(arguments));
+}
+
+Core::Ticket Core::beginCall(const std::wstring& objectName, const std::wstring& subject, const std::wstring& method,
+                             std::wstring arguments) {
     Ticket ticket;
     ticket.method = &method;
-    ticket.fault = faults.check(method, object.name(), object.subject());
+    ticket.fault = faults.check(method, objectName, subject);
     CallRecord record;
-    record.object = object.name();
+    record.object = objectName;
     record.method = method;
     record.arguments = std::move(arguments);
     record.threadId = GetCurrentThreadId();
@@ -284,6 +289,7 @@ void Core::notifyControlChange(const std::wstring& part, const GUID* context) {
 }
 
 void Core::shutDown() {
+    streams.stop();
     events.stop();
     std::vector<IUnknown*> released;
     {

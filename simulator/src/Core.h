@@ -4,6 +4,7 @@
 #pragma once
 
 #include "EventThread.h"
+#include "Streams.h"
 #include "Text.h"
 
 #include <audiosim/CallLog.h>
@@ -55,6 +56,7 @@ public:
     CallLog calls;
     Faults faults;
     EventThread events;
+    StreamHub streams;
     std::atomic<bool> recordCoverage{true};
 
     struct Ticket {
@@ -63,8 +65,11 @@ public:
         const std::wstring* method = nullptr;
         bool fromLibrary = false;
     };
-    // Logs and counts one call and decides whether a fault answers it.
+    // Logs and counts one call and decides whether a fault answers it. The
+    // wave devices, which are no COM objects, give their name and subject.
     Ticket beginCall(const ObjectBase& object, const std::wstring& method, std::wstring arguments);
+    Ticket beginCall(const std::wstring& objectName, const std::wstring& subject, const std::wstring& method,
+                     std::wstring arguments);
     HRESULT endCall(const Ticket& ticket, HRESULT result);
 
     // ---- Live objects.

@@ -299,9 +299,4 @@ IBaseFilter* newBaseFilter(std::shared_ptr<Core> core, DevicePtr device) {
     return new BaseFilter(std::move(core), std::move(device));
 }
 
-HRESULT activateAudioClient(std::shared_ptr<Core>, DevicePtr, void** out) {
-    *out = nullptr;
-    return E_NOINTERFACE;
-}
-
 }  // namespace audiosim::detail

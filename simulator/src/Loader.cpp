@@ -512,9 +512,16 @@ CaptureSource readCaptureSource(const Node& node) {
     return source;
 }
 
+HRESULT readResult(const Node& result) {
+    const auto value = parseHresult(result.text());
+    if (!value)
+        result.fail("unknown HRESULT \"" + result.text() + "\"; use a name such as E_FAIL or a number such as 0x80004005");
+    return *value;
+}
+
 StreamCaps readStream(const Node& node) {
     node.only({"mixFormat", "sharedFormats", "exclusiveFormats", "exclusiveMode", "eventDriven", "defaultPeriod",
-               "minimumPeriod", "minimumBuffer", "maximumBuffer", "captureSource"});
+               "minimumPeriod", "minimumBuffer", "maximumBuffer", "bufferRefusal", "eventRefusal", "captureSource"});
     StreamCaps stream;
     if (auto n = node.get("mixFormat"))
         stream.mixFormat = readFormat(*n);
@@ -535,6 +542,10 @@ StreamCaps readStream(const Node& node) {
         stream.minimumBuffer = n->integer(0, day);
     if (auto n = node.get("maximumBuffer"))
         stream.maximumBuffer = n->integer(1, day);
+    if (auto n = node.get("bufferRefusal"))
+        stream.bufferRefusal = readResult(*n);
+    if (auto n = node.get("eventRefusal"))
+        stream.eventRefusal = readResult(*n);
     if (auto n = node.get("captureSource"))
         stream.captureSource = readCaptureSource(*n);
     return stream;
@@ -630,11 +641,7 @@ Fault readFault(const Node& node) {
     fault.method = node.at("method").wide();
     if (auto n = node.get("object"))
         fault.object = n->wide();
-    const Node result = node.at("result");
-    const auto value = parseHresult(result.text());
-    if (!value)
-        result.fail("unknown HRESULT \"" + result.text() + "\"; use a name such as E_FAIL or a number such as 0x80004005");
-    fault.result = *value;
+    fault.result = readResult(node.at("result"));
     if (auto n = node.get("from"))
         fault.from = static_cast<unsigned>(n->integer(1, UINT32_MAX));
     if (auto n = node.get("count"))

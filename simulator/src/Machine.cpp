@@ -296,6 +296,30 @@ ULONG Machine::totalLiveReferences() const {
     return total;
 }
 
+void Machine::setClockSpeed(double speed) {
+    m_core->streams.clock.setSpeed(speed);
+}
+
+double Machine::clockSpeed() const {
+    return m_core->streams.clock.speed();
+}
+
+double Machine::clockSeconds() const {
+    return m_core->streams.clock.now();
+}
+
+RenderedAudio Machine::rendered(const std::wstring& endpointId) const {
+    return m_core->streams.rendered(endpointId);
+}
+
+std::vector<float> Machine::renderedSamples(const std::wstring& endpointId) const {
+    return rendered(endpointId).samples;
+}
+
+void Machine::clearRendered(const std::wstring& endpointId) {
+    m_core->streams.clearRendered(endpointId);
+}
+
 bool Machine::parentInstanceId(const std::wstring& child, std::wstring& parent) const {
     std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
     for (const TreeNode& node : m_core->deviceTree) {

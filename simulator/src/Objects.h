@@ -37,8 +37,7 @@ IAudioInputSelector* newInputSelector(std::shared_ptr<Core> core, DevicePtr devi
 IAudioEndpointVolume* newEndpointVolume(std::shared_ptr<Core> core, DevicePtr device);
 IBaseFilter* newBaseFilter(std::shared_ptr<Core> core, DevicePtr device);
 
-// The stream objects come in a later stage: until then an endpoint answers
-// Activate(IID_IAudioClient) with E_NOINTERFACE from here.
+// A new IAudioClient of the endpoint, in *out.
 HRESULT activateAudioClient(std::shared_ptr<Core> core, DevicePtr device, void** out);
 
 // The interfaces a part answers to IPart::Activate, in the order of

@@ -324,7 +324,7 @@ public:
             if (!out)
                 return E_POINTER;
             *out = nullptr;
-            const auto other = farSide();
+            const auto other = farSide(Wiring::AsWired);
             if (!other)
                 return kNotFound;
             std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
@@ -338,7 +338,7 @@ public:
             if (!out)
                 return E_POINTER;
             *out = nullptr;
-            const auto other = farSide();
+            const auto other = farSide(Wiring::AsWired);
             if (!other)
                 return kNotFound;
             *out = taskString(other->device->id);
@@ -408,10 +408,16 @@ private:
         PartRef ref;
     };
 
-    // The connector at the other end of this one's connection. A connection
-    // of an endpoint that is not active is broken, as the system shows an
-    // unplugged or disabled endpoint's connector unconnected.
-    std::optional<FarSide> farSide() const {
+    // Live: the connection as the kernel streaming objects show it, broken
+    // for an endpoint that is not active (an unplugged or disabled endpoint's
+    // connector answers unconnected). AsWired: the connection as the
+    // registry remembers it, which the system answers for the ids of the far
+    // side whatever the endpoint's state, so that an unplugged endpoint can
+    // still be traced to its adapter.
+    enum class Wiring { Live, AsWired };
+
+    // The connector at the other end of this one's connection.
+    std::optional<FarSide> farSide(Wiring wiring = Wiring::Live) const {
         std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
         if (m_ref.type != Connector)
             return std::nullopt;
@@ -427,7 +433,7 @@ private:
         const auto inactive = [](const Device& device) {
             return device.endpoint && device.state != DEVICE_STATE_ACTIVE;
         };
-        if (inactive(*m_device) || inactive(*other))
+        if (wiring == Wiring::Live && (inactive(*m_device) || inactive(*other)))
             return std::nullopt;
         return FarSide{other, *ref};
     }

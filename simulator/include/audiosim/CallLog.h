@@ -21,6 +21,11 @@ struct CallRecord {
     HRESULT result = S_OK;
     DWORD threadId = 0;
     bool faulted = false;     // the result came from an injected fault
+    // Polling calls (IAudioClient::GetCurrentPadding,
+    // IAudioCaptureClient::GetNextPacketSize), which stream workers make in
+    // a tight loop, are kept once for a run of identical calls: the number
+    // of further calls of the run, same object, arguments, result and thread.
+    unsigned long long repeats = 0;
 };
 
 class CallLog {
@@ -30,6 +35,7 @@ public:
     std::vector<CallRecord> of(const std::wstring& method) const;
     // The method names of all calls, in order.
     std::vector<std::wstring> methods() const;
+    // Calls of the method, repeats included.
     size_t count(const std::wstring& method) const;
     size_t size() const;
     void clear();

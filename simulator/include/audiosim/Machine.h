@@ -33,6 +33,15 @@ struct LiveObject {
     unsigned objects = 0;
 };
 
+// What a render endpoint played from its clients' data, as interleaved
+// samples in -1..1, in the channel count and rate of the streams that played
+// it (a stream of another layout starts the record afresh).
+struct RenderedAudio {
+    WORD channels = 0;
+    DWORD sampleRate = 0;
+    std::vector<float> samples;
+};
+
 class Machine {
 public:
     // Loads a description; a bad one throws DescriptionError naming the file,
@@ -108,6 +117,23 @@ public:
     // Every live object name with its references, sorted by name.
     std::vector<LiveObject> liveObjects() const;
     ULONG totalLiveReferences() const;
+
+    // The simulated clock that the machine's audio clients and wave devices
+    // run on: real time (QueryPerformanceCounter) times the speed, 1 by
+    // default. 0 freezes every stream: no frame is played or recorded, no
+    // event is signalled and no wave header completes until the speed is
+    // raised again.
+    void setClockSpeed(double speed);
+    double clockSpeed() const;
+    // Seconds of simulated time since the machine was made.
+    double clockSeconds() const;
+
+    // What the endpoint's clients and wave device played so far; the
+    // silence the device played while a client left it without data is not
+    // part of it.
+    RenderedAudio rendered(const std::wstring& endpointId) const;
+    std::vector<float> renderedSamples(const std::wstring& endpointId) const;
+    void clearRendered(const std::wstring& endpointId);
 
     // The parent of a device instance in the machine's device tree.
     bool parentInstanceId(const std::wstring& child, std::wstring& parent) const;

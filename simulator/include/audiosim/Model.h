@@ -185,6 +185,10 @@ struct StreamCaps {
     LONGLONG minimumPeriod = 30000;
     LONGLONG minimumBuffer = 30000;
     LONGLONG maximumBuffer = 5000000;       // longer exclusive buffers are refused
+    // What Initialize answers for an exclusive buffer beyond maximumBuffer,
+    // and for an event-driven stream on an endpoint without event mode.
+    HRESULT bufferRefusal = static_cast<HRESULT>(0x88890020);   // AUDCLNT_E_INVALID_DEVICE_PERIOD
+    HRESULT eventRefusal = static_cast<HRESULT>(0x8889000A);    // AUDCLNT_E_DEVICE_IN_USE
     CaptureSource captureSource;
 };
 
