@@ -40,6 +40,27 @@ std::shared_ptr<Device> Core::requireDevice(const std::wstring& id) const {
     return device;
 }
 
+std::shared_ptr<Device> Core::defaultEndpoint(EDataFlow flow, ERole role) const {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    bool flowHasDefaults = false;
+    for (const DefaultEndpoint& entry : defaults) {
+        if (entry.flow != flow)
+            continue;
+        flowHasDefaults = true;
+        if (entry.role == role) {
+            auto device = findDevice(entry.id);
+            return device && device->endpoint && device->state == DEVICE_STATE_ACTIVE ? device : nullptr;
+        }
+    }
+    if (flowHasDefaults)
+        return nullptr;
+    for (const auto& device : devices) {
+        if (device->endpoint && device->flow == flow && device->state == DEVICE_STATE_ACTIVE)
+            return device;
+    }
+    return nullptr;
+}
+
 MachineDescription Core::snapshot() const {
     std::lock_guard<std::recursive_mutex> lock(mutex);
     MachineDescription description;

@@ -51,6 +51,9 @@ public:
     std::shared_ptr<Device> findDevice(const std::wstring& id) const;
     std::shared_ptr<Device> requireDevice(const std::wstring& id) const;   // throws std::invalid_argument
     MachineDescription snapshot() const;
+    // The default of a flow that names none is its first active endpoint;
+    // a default that is not active gives none, as on Windows.
+    std::shared_ptr<Device> defaultEndpoint(EDataFlow flow, ERole role) const;
 
     // ---- Calls, faults, events.
     CallLog calls;

@@ -122,24 +122,8 @@ private:
         return matching;
     }
 
-    // The default of a flow that names none is its first active endpoint;
-    // a default that is not active gives none, as on Windows.
     DevicePtr defaultEndpoint(EDataFlow flow, ERole role) const {
-        std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
-        bool flowHasDefaults = false;
-        for (const DefaultEndpoint& entry : m_core->defaults) {
-            if (entry.flow != flow)
-                continue;
-            flowHasDefaults = true;
-            if (entry.role == role) {
-                DevicePtr device = m_core->findDevice(entry.id);
-                return device && device->endpoint && device->state == DEVICE_STATE_ACTIVE ? device : nullptr;
-            }
-        }
-        if (flowHasDefaults)
-            return nullptr;
-        const auto active = endpoints(flow, DEVICE_STATE_ACTIVE);
-        return active.empty() ? nullptr : active.front();
+        return m_core->defaultEndpoint(flow, role);
     }
 };
 

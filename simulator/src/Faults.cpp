@@ -182,6 +182,13 @@ const std::vector<std::wstring>& knownMethods() {
             for (const wchar_t* method : list)
                 all.push_back(name + L"::" + method);
         }
+        // The wave functions, by their own names.
+        for (const wchar_t* method : {L"GetNumDevs", L"Message", L"Open", L"PrepareHeader", L"UnprepareHeader",
+                                      L"Write", L"Reset", L"Close"})
+            all.push_back(std::wstring(L"waveOut") + method);
+        for (const wchar_t* method : {L"GetNumDevs", L"Message", L"Open", L"PrepareHeader", L"UnprepareHeader",
+                                      L"AddBuffer", L"Start", L"Stop", L"Reset", L"Close"})
+            all.push_back(std::wstring(L"waveIn") + method);
         return all;
     }();
     return methods;

@@ -4,6 +4,7 @@
 #include "Coverage.h"
 #include "Objects.h"
 #include "Text.h"
+#include "WaveDevices.h"
 
 #include <platform/Platform.h>
 
@@ -102,8 +103,10 @@ public:
           m_factory(newClassFactory(m_core)),
           m_tree(machine),
           m_kernel(options),
+          m_wave(m_core),
           m_previousTree(&platform::deviceTree()),
-          m_previousKernel(&platform::kernel()) {
+          m_previousKernel(&platform::kernel()),
+          m_previousWave(&platform::wave()) {
         HRESULT result = S_OK;
         m_cookie = registerFactory(m_factory, result);
         if (FAILED(result)) {
@@ -114,11 +117,13 @@ public:
             startMultithreadedRegistration();
         platform::serveDeviceTree(&m_tree);
         platform::serveKernel(&m_kernel);
+        platform::serveWave(&m_wave);
         if (!options.recordFaultCoverage)
             m_core->recordCoverage = false;
     }
 
     ~Impl() {
+        platform::serveWave(m_previousWave);
         platform::serveKernel(m_previousKernel);
         platform::serveDeviceTree(m_previousTree);
         stopMultithreadedRegistration();
@@ -173,8 +178,10 @@ private:
     DWORD m_cookie = 0;
     MachineDeviceTree m_tree;
     MachineKernel m_kernel;
+    MachineWaveDevices m_wave;
     platform::DeviceTree* m_previousTree;
     platform::Kernel* m_previousKernel;
+    platform::WaveDevices* m_previousWave;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
