@@ -1,0 +1,254 @@
+// AudioRendererEx and AudioCaptureEx on simulated endpoints: how they size
+// the device buffer when the driver refuses, what each refused call does to
+// the stream, the capture's exit codes, and a tone that goes round a
+// loopback and comes back as sent.
+#include "StreamMachine.h"
+
+#include <analysis/SignalAnalysis.h>
+
+#include <cmath>
+#include <sstream>
+
+namespace streams {
+namespace {
+
+using audiosim::Fault;
+
+const HRESULT kBufferSizeError = static_cast<HRESULT>(0x88890016);   // AUDCLNT_E_BUFFER_SIZE_ERROR
+
+// The buffer durations of every IAudioClient::Initialize in the call log,
+// with the stream flags in front: "0x40000 50000000".
+std::vector<std::string> initializeCalls(audiosim::Machine& machine) {
+    std::vector<std::string> calls;
+    for (const audiosim::CallRecord& call : machine.calls().of(L"IAudioClient::Initialize")) {
+        std::wstringstream fields(call.arguments);
+        std::wstring mode, flags, duration;
+        std::getline(fields, mode, L',');
+        std::getline(fields, flags, L',');
+        std::getline(fields, duration, L',');
+        calls.push_back(std::string(flags.begin() + 1, flags.end()) + std::string(duration.begin(), duration.end()));
+    }
+    return calls;
+}
+
+std::vector<std::string> halvings(const char* flags, long long from, long long downTo) {
+    std::vector<std::string> calls;
+    for (long long duration = from;; duration /= 2) {
+        calls.push_back(std::string(flags) + " " + std::to_string(duration));
+        if (duration <= downTo)
+            return calls;
+    }
+}
+
+class ExclusiveStreamTest : public StreamMachineTest {};
+
+TEST_F(ExclusiveStreamTest, RendererAsksForTheWholeSoundAndHalvesOnEveryRefusalDownToTheDefaultPeriod) {
+    audiosim::Machine& simulated = installShipped("laptop.json");
+    auto tone = ClientBuffer::tone(1.0, 1000.0, 0.5);
+    ATL::CComPtr<IMMDevice> speakers = endpoint(kSpeakers);
+    {
+        libSonvane::AudioRendererEx renderer;
+        // The laptop takes at most half a second.
+        ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+        EXPECT_EQ((std::vector<std::string>{"0x0 10000000", "0x0 5000000"}), initializeCalls(simulated));
+
+        simulated.calls().clear();
+        simulated.faults().add(Fault::on(L"IAudioClient::Initialize", E_FAIL));
+        LogCapture log;
+        EXPECT_FALSE(renderer.initialize(speakers, &tone->buffer));
+        // Two attempts, each from the whole sound down to the default period.
+        std::vector<std::string> expected = halvings("0x0", 10000000, 100000);
+        const std::vector<std::string> once = expected;
+        expected.insert(expected.end(), once.begin(), once.end());
+        EXPECT_EQ(expected, initializeCalls(simulated));
+        EXPECT_TRUE(log.contains("Unable to initialize IAudioClient. System audio driver is in bad state", 4))
+            << log.dump();
+
+        // A stream that did not open makes no call when asked to play.
+        const size_t calls = simulated.calls().size();
+        EXPECT_FALSE(renderer.play(1));
+        EXPECT_EQ(calls, simulated.calls().size());
+    }
+    // Every client made along the way was let go.
+    EXPECT_EQ(0u, simulated.liveReferences(std::wstring(L"IAudioClient ") + kSpeakers));
+}
+
+TEST_F(ExclusiveStreamTest, CaptureTriesEventModeFirstAndHalvesOnTheSizeRefusalsOnly) {
+    audiosim::MachineDescription description =
+        audiosim::Machine::fromFile(machineFile("laptop.json")).description();
+    audiosim::Machine& simulated = install(audiosim::Machine(description));
+    auto recording = ClientBuffer::silence(0.5);
+    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
+    {
+        libSonvane::AudioCaptureEx capture;
+        ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+        EXPECT_EQ(halvings("0x40000", 50000000, 5000000), initializeCalls(simulated));
+        EXPECT_EQ(128, capture.threadExitCode());
+    }
+
+    // A driver that answers a size error the capture does not halve on: one
+    // try in event mode, one plain, and no stream.
+    description.find(kMicArray)->stream.bufferRefusal = kBufferSizeError;
+    audiosim::Machine& strict = install(audiosim::Machine(description));
+    microphone = endpoint(kMicArray);
+    libSonvane::AudioCaptureEx capture;
+    LogCapture log;
+    EXPECT_FALSE(capture.initialize(microphone, &recording->buffer));
+    EXPECT_EQ((std::vector<std::string>{"0x40000 50000000", "0x0 50000000"}), initializeCalls(strict));
+    EXPECT_TRUE(log.contains("IAudioClient::Initialize returns 0x88890016", 3)) << log.dump();
+}
+
+TEST_F(ExclusiveStreamTest, RefusedServiceStartAndBufferEndTheStreamsAsDesigned) {
+    audiosim::Machine& simulated = installShipped("laptop.json");
+    // Longer than the half second the device buffer can hold, so that the
+    // renderer delivers more than once.
+    auto tone = ClientBuffer::tone(1.0, 1000.0, 0.5);
+    auto recording = ClientBuffer::silence(0.2);
+    ATL::CComPtr<IMMDevice> speakers = endpoint(kSpeakers);
+    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
+    libSonvane::AudioRendererEx renderer;
+    libSonvane::AudioCaptureEx capture;
+    ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+    ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+
+    {
+        const size_t fault = simulated.faults().add(Fault::on(L"IAudioClient::GetService", E_OUTOFMEMORY));
+        LogCapture log;
+        EXPECT_FALSE(renderer.play(1));
+        EXPECT_FALSE(capture.start());
+        EXPECT_EQ(2u, log.count("IAudioClient::GetService failed 0x8007000E", 4)) << log.dump();
+        simulated.faults().remove(fault);
+    }
+    {
+        // The worker dies on Start; only the host's stop request ends the
+        // caller's wait for it.
+        const size_t fault = simulated.faults().add(Fault::on(L"IAudioClient::Start", E_FAIL));
+        LogCapture log;
+        {
+            StopRequest stop(simulated, L"IAudioClient::Start", 1);
+            EXPECT_FALSE(renderer.play(1));
+        }
+        {
+            StopRequest stop(simulated, L"IAudioClient::Start", 2);
+            EXPECT_FALSE(capture.start());
+        }
+        EXPECT_EQ(2u, log.count("IAudioClient::Start failed", 3)) << log.dump();
+        EXPECT_EQ(2u, log.count("User aborted the playback. Thread may have died", 4)) << log.dump();
+        EXPECT_EQ(-1, capture.threadExitCode());
+        EXPECT_TRUE(renderer.stop());
+        simulated.faults().remove(fault);
+    }
+    {
+        // The renderer's second delivery (the first primes the device) and
+        // the capture's first packet are refused: both workers end by
+        // themselves, the capture with 0 and nothing recorded.
+        simulated.faults().add(Fault::on(L"IAudioRenderClient::GetBuffer", E_FAIL).onCall(2));
+        simulated.faults().add(Fault::on(L"IAudioCaptureClient::GetBuffer", E_FAIL));
+        LogCapture log;
+        ASSERT_TRUE(renderer.play(1 | 4));
+        waitUntilPlayed(renderer);
+        EXPECT_TRUE(renderer.stop());
+        ASSERT_TRUE(capture.start());
+        waitUntilRecorded(capture);
+        EXPECT_EQ(0, capture.threadExitCode());
+        EXPECT_EQ(0u, recording->buffer.writePosition);
+        EXPECT_TRUE(log.contains("GetBuffer failed 0x80004005", 4)) << log.dump();
+        EXPECT_TRUE(log.contains("GetBuffer failed 0x80004005", 3)) << log.dump();
+    }
+}
+
+TEST_F(ExclusiveStreamTest, CaptureOfAFullBufferOrOfAPacketBiggerThanTheRoomLeft) {
+    audiosim::MachineDescription description =
+        audiosim::Machine::fromFile(machineFile("laptop.json")).description();
+    audiosim::Machine& simulated = install(audiosim::Machine(description));
+    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
+
+    // Event mode: the worker waits for one packet, which has no room, drops
+    // it, and ends.
+    auto full = ClientBuffer::silence(0.01);
+    full->buffer.writePosition = full->buffer.size;
+    libSonvane::AudioCaptureEx capture;
+    ASSERT_TRUE(capture.initialize(microphone, &full->buffer));
+    ASSERT_TRUE(capture.start());
+    waitUntilRecorded(capture);
+    EXPECT_EQ(0, capture.threadExitCode());
+    EXPECT_EQ(1u, simulated.calls().count(L"IAudioCaptureClient::ReleaseBuffer"));
+
+    // 100 frames of room and packets of 15000: the packet's head fills the
+    // buffer, the whole packet is released, and the recording is done.
+    auto small = ClientBuffer::silence(100.0 / kRate);
+    ASSERT_TRUE(capture.initialize(microphone, &small->buffer));
+    simulated.calls().clear();
+    ASSERT_TRUE(capture.start());
+    waitUntilRecorded(capture);
+    EXPECT_EQ(0, capture.threadExitCode());
+    EXPECT_EQ(small->buffer.size, small->buffer.writePosition);
+    const auto releases = simulated.calls().of(L"IAudioCaptureClient::ReleaseBuffer");
+    ASSERT_EQ(1u, releases.size());
+    EXPECT_EQ(L"15000", releases[0].arguments);
+    // The laptop's microphone hears a 1 kHz tone at a quarter of full scale.
+    EXPECT_NEAR(0.25 * 32767 * std::sin(2 * 3.14159265 * 1000 * 3 / kRate), small->samples[6], 2);
+
+    // Polled: with no event mode the worker sees the full buffer and ends
+    // without asking for a packet.
+    description.find(kMicArray)->stream.eventDriven = false;
+    audiosim::Machine& polled = install(audiosim::Machine(description));
+    microphone = endpoint(kMicArray);
+    libSonvane::AudioCaptureEx plain;
+    ASSERT_TRUE(plain.initialize(microphone, &full->buffer));
+    ASSERT_TRUE(plain.start());
+    waitUntilRecorded(plain);
+    EXPECT_EQ(0, plain.threadExitCode());
+    EXPECT_EQ(0u, polled.calls().count(L"IAudioCaptureClient::GetBuffer"));
+}
+
+TEST_F(ExclusiveStreamTest, EventWorkerEndsWith258WhenTheDeviceStopsSignalling) {
+    audiosim::Machine& simulated = installShipped("laptop.json");
+    auto recording = ClientBuffer::silence(0.5);
+    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
+    libSonvane::AudioCaptureEx capture;
+    ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+    simulated.setClockSpeed(0.0);
+    capture.setTimeout(50);
+    LogCapture log;
+    ASSERT_TRUE(capture.start());
+    waitUntilRecorded(capture);
+    EXPECT_FALSE(capture.isStillRecording());
+    EXPECT_EQ(258, capture.threadExitCode());
+    EXPECT_TRUE(capture.stop());
+    EXPECT_EQ(0u, recording->buffer.writePosition);
+    EXPECT_TRUE(log.contains("Timeout waiting for IMMDevice object to signal for more audio data", 3)) << log.dump();
+}
+
+TEST_F(ExclusiveStreamTest, AToneRenderedOnTheCableIsRecordedBackAsSent) {
+    audiosim::Machine& simulated = installShipped("virtual.json");
+    auto tone = ClientBuffer::tone(1.0, 1000.0, 0.5);
+    auto recording = ClientBuffer::silence(2.0);
+    ATL::CComPtr<IMMDevice> input = endpoint(kCableInput);
+    ATL::CComPtr<IMMDevice> output = endpoint(kCableOutput);
+    libSonvane::AudioCaptureEx capture;
+    libSonvane::AudioRendererEx renderer;
+    ASSERT_TRUE(capture.initialize(output, &recording->buffer));
+    ASSERT_TRUE(renderer.initialize(input, &tone->buffer));
+
+    ASSERT_TRUE(capture.start());
+    ASSERT_TRUE(renderer.play(1));
+    waitUntilPlayed(renderer);
+    EXPECT_TRUE(renderer.stop());
+    waitUntilRecorded(capture);
+    EXPECT_EQ(0, capture.threadExitCode());
+    EXPECT_EQ(recording->buffer.size, recording->buffer.writePosition);
+
+    const pcmanalysis::Signal left = pcmanalysis::channelOf16(recording->samples.data(), recording->frames(), kChannels, 0);
+    const pcmanalysis::ToneReport report = pcmanalysis::analyseTone(left, kRate, 1000.0, 0.01, 20.0);
+    ASSERT_TRUE(report.found);
+    EXPECT_NEAR(1000.0, report.frequency, 1.0);
+    EXPECT_NEAR(20.0 * std::log10(0.5 / std::sqrt(2.0)), report.levelDb, 1.0);
+    EXPECT_LT(report.longestGapMs, 5.0);
+    EXPECT_NEAR(1.0, report.span.size() / static_cast<double>(kRate), 0.01);
+    // The machine kept the sound as the renderer sent it, padded with silence.
+    EXPECT_GE(simulated.rendered(kCableInput).samples.size(), tone->frames() * kChannels);
+}
+
+}  // namespace
+}  // namespace streams

@@ -1,0 +1,80 @@
+#pragma once
+// What the stream tests share: a simulated machine installed for the length
+// of a test, a client PCM buffer over samples of its own, and waits without
+// a time limit for a stream to end.
+#include <libSonvane/libSonvane.h>
+
+#include <audiosim/Installation.h>
+#include <audiosim/Machine.h>
+
+#include <LogCapture.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace streams {
+
+// The laptop's endpoints, as laptop.json names them.
+extern const wchar_t kSpeakers[];
+extern const wchar_t kHeadphones[];
+extern const wchar_t kMicArray[];
+// The virtual cable: what CABLE Input plays, CABLE Output records.
+extern const wchar_t kCableInput[];
+extern const wchar_t kCableOutput[];
+
+unsigned int const kRate = 48000;
+unsigned int const kChannels = 2;
+
+WAVEFORMATEX stereo16();
+std::string machineFile(char const* name);
+
+// A client's PCM buffer. One spare frame lies behind the end, where a
+// wrapping read reaches.
+struct ClientBuffer {
+    std::vector<std::int16_t> samples;
+    libTrelwave::StaticPCMBuffer buffer;
+
+    explicit ClientBuffer(std::vector<std::int16_t> const& sound);
+    ClientBuffer(ClientBuffer const&) = delete;
+    ClientBuffer& operator=(ClientBuffer const&) = delete;
+    static std::unique_ptr<ClientBuffer> tone(double seconds, double frequency, double amplitude);
+    static std::unique_ptr<ClientBuffer> silence(double seconds);
+    std::size_t frames() const { return static_cast<std::size_t>(buffer.size / buffer.format.nBlockAlign); }
+};
+
+class StreamMachineTest : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    audiosim::Machine& install(audiosim::Machine machine);
+    audiosim::Machine& installShipped(char const* fileName);
+    // The endpoint as the machine hands it out.
+    ATL::CComPtr<IMMDevice> endpoint(std::wstring const& id);
+    audiosim::Machine& machine() { return *m_machine; }
+
+private:
+    std::unique_ptr<audiosim::Machine> m_machine;
+    std::unique_ptr<audiosim::Installation> m_installation;
+};
+
+// Polls until the stream has ended; there is no time limit.
+void waitUntilPlayed(libSonvane::AudioRenderer const& renderer);
+void waitUntilRecorded(libSonvane::AudioCapture const& capture);
+
+// Raises the host's stop request from another thread once `calls` calls of
+// `method` are in the machine's call log, and clears it when it ends.
+class StopRequest {
+public:
+    StopRequest(audiosim::Machine& machine, std::wstring method, size_t calls);
+    ~StopRequest();
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+}  // namespace streams
