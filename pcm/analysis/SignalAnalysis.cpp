@@ -72,6 +72,24 @@ Span activeSpan(Signal const& signal, double threshold) {
     return span;
 }
 
+std::vector<Span> soundSpans(Signal const& signal, double threshold, std::size_t minimumGap) {
+    std::vector<Span> spans;
+    std::size_t quiet = 0;
+    for (std::size_t index = 0; index < signal.size(); ++index) {
+        if (std::fabs(signal[index]) < threshold) {
+            ++quiet;
+            continue;
+        }
+        if (spans.empty() || quiet > minimumGap) {
+            spans.push_back(Span{index, index + 1});
+        } else {
+            spans.back().end = index + 1;
+        }
+        quiet = 0;
+    }
+    return spans;
+}
+
 std::size_t longestSilence(Signal const& signal, double threshold) {
     std::size_t longest = 0;
     std::size_t run = 0;

@@ -38,6 +38,10 @@ Span shrink(Span span, std::size_t margin);
 // empty for a signal that never does.
 Span activeSpan(Signal const& signal, double threshold);
 
+// The stretches of sound: runs of samples that reach `threshold`, apart
+// from each other by more than `minimumGap` samples below it.
+std::vector<Span> soundSpans(Signal const& signal, double threshold, std::size_t minimumGap);
+
 // The longest run of consecutive samples below `threshold` in magnitude.
 std::size_t longestSilence(Signal const& signal, double threshold);
 

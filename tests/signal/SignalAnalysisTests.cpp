@@ -49,6 +49,13 @@ TEST(SignalAnalysis, FindsAHoleAndNoiseInsideTheTone) {
     std::size_t const holeStart = static_cast<std::size_t>(0.6 * kRate);
     std::fill_n(signal.begin() + holeStart, 480, 0.0);
     EXPECT_NEAR(pcmanalysis::analyseTone(signal, kRate, 1000.0, kThreshold, 10.0).longestGapMs, 10.0, 0.1);
+    // The hole splits the sound in two only for a minimum gap shorter than
+    // the hole; zero crossings never do.
+    std::vector<pcmanalysis::Span> const halves = pcmanalysis::soundSpans(signal, kThreshold, 240);
+    ASSERT_EQ(2u, halves.size());
+    EXPECT_NEAR(static_cast<double>(halves[0].end), static_cast<double>(holeStart), 48.0);
+    EXPECT_NEAR(static_cast<double>(halves[1].begin), static_cast<double>(holeStart + 480), 48.0);
+    EXPECT_EQ(1u, pcmanalysis::soundSpans(signal, kThreshold, 600).size());
 
     // White noise 40 dB below the tone's power.
     pcmanalysis::Signal noisy = toneInSilence(1000.0, 0.5, 0.0, 1.0, 0.0);
