@@ -8,6 +8,7 @@
 #include <mmdeviceapi.h>
 #include <propidl.h>
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -137,9 +138,13 @@ TEST_F(RealStack, ChangedDeviceFormatIsBackAfterTheDevicesAreGone) {
 
 // The platform's own answers decide: every grid format that the client
 // accepts with S_OK, and no other, in the grid's order.
+// Both default endpoints; the exclusive-mode list is printed so that a run
+// shows what this machine's driver takes.
 TEST_F(RealStack, CompatibleFormatsAreTheGridFormatsTheClientAccepts) {
+  for (EDataFlow flow : {eRender, eCapture}) {
     ATL::CComPtr<IMMDevice> endpoint;
-    m_enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &endpoint);
+    m_enumerator->GetDefaultAudioEndpoint(flow, eConsole, &endpoint);
+    ASSERT_TRUE(endpoint != nullptr);
     AudioDevice device(endpoint.p);
     ATL::CComPtr<IAudioClient> client = device.audioClient();
     ASSERT_TRUE(client != nullptr);
@@ -163,8 +168,13 @@ TEST_F(RealStack, CompatibleFormatsAreTheGridFormatsTheClientAccepts) {
         ASSERT_EQ(accepted.size(), device.compatibleFormats(formats, mode));
         for (unsigned int i = 0; i < formats.size(); ++i) {
             EXPECT_EQ(0, std::memcmp(&accepted[i], &formats[i], sizeof(WAVEFORMATEX))) << i;
+            if (mode == AUDCLNT_SHAREMODE_EXCLUSIVE) {
+                std::printf("%s exclusive: %u ch, %u bits, %lu Hz\n", flow == eRender ? "render" : "capture",
+                            formats[i].nChannels, formats[i].wBitsPerSample, formats[i].nSamplesPerSec);
+            }
         }
     }
+  }
 }
 
 }  // namespace
