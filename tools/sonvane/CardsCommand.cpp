@@ -167,6 +167,8 @@ std::string cardsText(nlohmann::json const& data) {
         text += section("Input selectors", selectors);
         text += "\n";
     }
+    text += std::string("External microphones may be tested: ") +
+            (data["externalMicTesting"].get<bool>() ? "yes" : "no") + " (setting AllowExternalMicTesting.value)\n";
     return text;
 }
 

@@ -187,6 +187,13 @@ nlohmann::json describeEndpoint(Endpoint const& endpoint) {
         {"jacks", describeJacks(device)},
         {"volume", endpoint.isActive() ? describeVolume(device) : nlohmann::json()},
     };
+    if (endpoint.flow == eCapture) {
+        described["microphone"] = {{"internal", libSonvane::isInternalMicrophone(device)},
+                                   {"integrated", libSonvane::isIntegratedMicrophone(device)},
+                                   {"externalAnalogJack", libSonvane::isExternalAnalogJack(device)},
+                                   {"usb", libSonvane::isUSBMicrophone(device)},
+                                   {"virtual", libSonvane::isVirtualDevice(device)}};
+    }
     return described;
 }
 
@@ -197,5 +204,5 @@ nlohmann::json describeCards(EndpointList const& endpoints) {
     for (SoundCard& card : cards) {
         described.push_back(describeCard(card, number++, endpoints));
     }
-    return {{"cards", described}};
+    return {{"cards", described}, {"externalMicTesting", libSonvane::allowExternalMicTesting()}};
 }

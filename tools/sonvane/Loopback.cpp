@@ -12,12 +12,14 @@
 namespace {
 
 // Recording runs this much longer than the tone: the tone starts after the
-// recording and reaches it late by the stacks' latency.
-double const kRecordingMarginSeconds = 2.5;
-// The tone starts this long after the recording, once the capture stream
-// delivers: a stream that has only just been started may hand over its
-// first packets late, and a tone played into that time would be lost.
-double const kLeadInSeconds = 0.5;
+// recording and reaches it late by the stacks' latency, which on a busy
+// machine reaches two seconds.
+double const kRecordingMarginSeconds = 2.0;
+// The tone starts once the recording delivers sound, and no later than
+// this: a capture stream that has only just been started may hand over its
+// first packets late, and a tone played into that time would be lost. A
+// device that delivers digital silence gets the tone after this wait.
+double const kLongestLeadInSeconds = 1.5;
 // Fades and resampler transients sit at the tone's ends; the measurements
 // leave them out.
 double const kEdgeMs = 20.0;
@@ -98,15 +100,16 @@ LoopbackResult runLoopback(LoopbackSettings const& settings, EndpointList const&
     PcmFormat const& format = settings.stream.format;
     PcmBlock tone(format, settings.stream.frames());
     tone.fillTone(settings.tone.frequency, settings.tone.levelDb);
-    PcmBlock recorded(format, static_cast<size_t>((settings.stream.seconds + kRecordingMarginSeconds) * format.rate));
+    double const recordingSeconds = kLongestLeadInSeconds + settings.stream.seconds + kRecordingMarginSeconds;
+    PcmBlock recorded(format, static_cast<size_t>(recordingSeconds * format.rate));
     Recorder recorder(stack, capture.device, recorded);
     Player player(stack, render.device, tone);
 
-    Progress progress("loopback from \"" + render.name() + "\" to \"" + capture.name() + "\"",
-                      settings.stream.seconds + kRecordingMarginSeconds);
-    double const limit = (settings.stream.seconds + kRecordingMarginSeconds) * 1.5 + 2.0;
+    Progress progress("loopback from \"" + render.name() + "\" to \"" + capture.name() + "\"", recordingSeconds);
+    double const limit = recordingSeconds * 1.5 + 2.0;
     bool const finished =
-        recorder.start() && waitWhile([] { return true; }, &progress, kLeadInSeconds) && player.start(false) &&
+        recorder.start() && waitWhile([&] { return !recorder.hasSound(); }, &progress, kLongestLeadInSeconds) &&
+        player.start(false) &&
         waitWhile([&] { return recorder.isRecording() || player.isPlaying(); }, &progress, limit);
     player.stop();
     recorder.stop();

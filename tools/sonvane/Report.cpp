@@ -233,7 +233,9 @@ std::string summary(ReportContents const& contents) {
     return "<section id=\"summary\">\n<h2>Summary</h2>\n<p class=\"facts\"><span>Cards: <b>" +
            std::to_string(contents.cards["cards"].size()) + "</b></span><span>Endpoints: <b>" +
            std::to_string(endpoints) + "</b> (" + std::to_string(active) +
-           " active)</span><span>Loopback: " + badge(result) + "</span></p>\n</section>\n";
+           " active)</span><span>External microphones may be tested: <b>" +
+           (contents.cards["externalMicTesting"].get<bool>() ? "yes" : "no") + "</b></span><span>Loopback: " +
+           badge(result) + "</span></p>\n</section>\n";
 }
 
 }  // namespace

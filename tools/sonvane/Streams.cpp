@@ -5,6 +5,8 @@
 #include "Text.h"
 #include "ToolError.h"
 
+#include <algorithm>
+
 namespace {
 
 std::unique_ptr<libSonvane::AudioRenderer> makeRenderer(Stack stack) {
@@ -112,6 +114,11 @@ int Recorder::stop() {
     m_capture->stop();
     m_started = false;
     return m_capture->threadExitCode();
+}
+
+bool Recorder::hasSound() const {
+    size_t const bytes = recordedFrames() * m_block.format().frameBytes();
+    return std::any_of(m_block.data(), m_block.data() + bytes, [](unsigned char byte) { return byte != 0; });
 }
 
 size_t Recorder::recordedFrames() const {

@@ -48,6 +48,8 @@ public:
     bool isRecording() const;
     // Ends the recording and answers the worker's exit code.
     int stop();
+    // Whether any sample recorded so far is not zero: the device delivers.
+    bool hasSound() const;
     // Frames that hold recorded sound. The legacy stack does not count
     // them, so there it is the whole block, silent where nothing came.
     size_t recordedFrames() const;
