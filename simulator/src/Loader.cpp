@@ -146,20 +146,20 @@ private:
             const size_t end = value.find('}', start);
             if (end == std::string::npos)
                 fail("an unfinished ${i placeholder");
-            const std::string spec = value.substr(start + 3, end - start - 3);
-            result += formatCopy(spec);
+            const std::string placeholder = value.substr(start + 3, end - start - 3);
+            result += formatCopy(placeholder);
             at = end + 1;
         }
         return result;
     }
 
-    std::string formatCopy(const std::string& spec) const {
+    std::string formatCopy(const std::string& placeholder) const {
         std::string format = "%d";
-        if (!spec.empty()) {
-            if (spec[0] != ':' || spec.size() < 2)
+        if (!placeholder.empty()) {
+            if (placeholder[0] != ':' || placeholder.size() < 2)
                 fail("placeholders read ${i}, ${i:04d}, ${i:02x} or ${i:02X}");
-            const char kind = spec.back();
-            const std::string width = spec.substr(1, spec.size() - 2);
+            const char kind = placeholder.back();
+            const std::string width = placeholder.substr(1, placeholder.size() - 2);
             if ((kind != 'd' && kind != 'x' && kind != 'X') ||
                 width.find_first_not_of("0123456789") != std::string::npos || width.size() > 2)
                 fail("placeholders read ${i}, ${i:04d}, ${i:02x} or ${i:02X}");

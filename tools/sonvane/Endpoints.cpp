@@ -117,25 +117,25 @@ std::string candidates(std::vector<Endpoint const*> const& found) {
 
 }  // namespace
 
-Endpoint const& EndpointList::select(std::string const& spec, FlowWanted flow) const {
-    if (spec.empty()) {
+Endpoint const& EndpointList::select(std::string const& choice, FlowWanted flow) const {
+    if (choice.empty()) {
         return defaultEndpoint(flow);
     }
     Endpoint const* chosen = nullptr;
-    if (isNumber(spec)) {
-        unsigned long const index = std::stoul(spec);
+    if (isNumber(choice)) {
+        unsigned long const index = std::stoul(choice);
         if (index >= m_endpoints.size()) {
-            throw deviceError("no endpoint has the number " + spec + "; there are " +
+            throw deviceError("no endpoint has the number " + choice + "; there are " +
                               std::to_string(m_endpoints.size()) + " (see 'sonvane list')");
         }
         chosen = &m_endpoints[index];
     } else {
-        chosen = findById(spec);
+        chosen = findById(choice);
     }
     if (!chosen) {
         std::vector<Endpoint const*> named;
         for (Endpoint const& endpoint : m_endpoints) {
-            if (fits(endpoint, flow) && containsNoCase(endpoint.name(), spec)) {
+            if (fits(endpoint, flow) && containsNoCase(endpoint.name(), choice)) {
                 named.push_back(&endpoint);
             }
         }
@@ -144,14 +144,14 @@ Endpoint const& EndpointList::select(std::string const& spec, FlowWanted flow) c
                      [](Endpoint const* endpoint) { return endpoint->isActive(); });
         if (named.empty()) {
             throw deviceError("no " + flowWord(flow) + (flow == FlowWanted::Any ? "" : " ") + "endpoint matches \"" +
-                              spec + "\" (see 'sonvane list')");
+                              choice + "\" (see 'sonvane list')");
         }
         if (named.size() == 1) {
             chosen = named.front();
         } else if (active.size() == 1) {
             chosen = active.front();
         } else {
-            throw deviceError("\"" + spec + "\" matches several endpoints: " + candidates(named) +
+            throw deviceError("\"" + choice + "\" matches several endpoints: " + candidates(named) +
                               "; give the number or the id");
         }
     }

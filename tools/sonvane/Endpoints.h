@@ -31,12 +31,12 @@ public:
     std::vector<Endpoint> const& all() const { return m_endpoints; }
     Endpoint const* findById(std::string const& id) const;
 
-    // `spec` empty: the default endpoint of the flow (the first active one
+    // `choice` empty: the default endpoint of the flow (the first active one
     // where the platform names no default). Otherwise a number, an id, or a
     // part of the name; a name part that fits several endpoints chooses the
     // one of them that is active, and fails when that is not one. Throws a
     // device error that names what was asked and what was found.
-    Endpoint const& select(std::string const& spec, FlowWanted flow) const;
+    Endpoint const& select(std::string const& choice, FlowWanted flow) const;
 
 private:
     Endpoint const& defaultEndpoint(FlowWanted flow) const;

@@ -69,9 +69,9 @@ struct ChosenControl {
     AudioDeviceInterface::VolumeControl control;
 };
 
-ChosenControl chooseControl(std::string const& spec) {
+ChosenControl chooseControl(std::string const& choice) {
     EndpointList const endpoints = EndpointList::read();
-    ChosenControl chosen{endpoints.select(spec, FlowWanted::Any), {}};
+    ChosenControl chosen{endpoints.select(choice, FlowWanted::Any), {}};
     chosen.control = chosen.endpoint.device.volumeControl();
     if (chosen.control.isNil()) {
         throw deviceError("endpoint " + std::to_string(chosen.endpoint.index) + " \"" + chosen.endpoint.name() +
