@@ -133,6 +133,22 @@ std::string controlsText(nlohmann::json const& controls) {
     return text;
 }
 
+std::string selectorText(nlohmann::json const& selector) {
+    if (selector["selectedPart"].is_null()) {
+        return "selection unknown";
+    }
+    std::string const part = "part " + std::to_string(selector["selectedPart"].get<unsigned int>());
+    if (!selector.contains("selected")) {
+        return "selects " + part;
+    }
+    std::string inputs;
+    for (auto const& input : selector["inputs"]) {
+        inputs += (inputs.empty() ? "" : ", ") + input.get<std::string>();
+    }
+    return "\"" + selector["selector"].get<std::string>() + "\" selects \"" + selector["selected"].get<std::string>() +
+           "\" (" + part + ") of " + inputs;
+}
+
 std::string section(std::string const& title, std::string const& body) {
     return body.empty() ? std::string() : "  " + title + "\n" + body;
 }
@@ -152,17 +168,17 @@ std::string cardsText(nlohmann::json const& data) {
         text += section("Jacks", jacksText(card));
         std::string internal;
         for (auto const& device : card["internalDevices"]) {
-            internal += "    " + device["name"].get<std::string>() + "  " + device["id"].get<std::string>() + "\n";
+            internal += "    " + device["name"].get<std::string>() + "\n";
+            if (device["name"] != device["id"]) {
+                internal += "      " + device["id"].get<std::string>() + "\n";
+            }
         }
         text += section("Devices behind the endpoints", internal);
         text += section("Connector map", connectorMapText(card["connectorMap"]));
         text += section("Hardware volume controls", controlsText(card["hardwareControls"]));
         std::string selectors;
         for (auto const& selector : card["inputSelectors"]) {
-            selectors += "    selects part " +
-                         (selector["selectedPart"].is_null() ? std::string("?")
-                                                             : std::to_string(selector["selectedPart"].get<unsigned>())) +
-                         "\n";
+            selectors += "    " + selectorText(selector) + "\n";
         }
         text += section("Input selectors", selectors);
         text += "\n";

@@ -4,13 +4,40 @@
 #include "Names.h"
 #include "Text.h"
 
+#include <propidl.h>
+
 namespace {
 
-// The name of a device behind a connector, as the platform's enumerator
-// knows it; its id where it has no name.
+// PKEY_Device_FriendlyName, which AudioDevice does not read: adapters
+// carry their name there and nowhere else.
+PROPERTYKEY const kDeviceFriendlyName = {{0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
+
+std::string friendlyName(IMMDevice* device) {
+    ATL::CComPtr<IPropertyStore> store;
+    if (!device || FAILED(device->OpenPropertyStore(STGM_READ, &store))) {
+        return std::string();
+    }
+    PROPVARIANT value;
+    PropVariantInit(&value);
+    std::string name;
+    if (SUCCEEDED(store->GetValue(kDeviceFriendlyName, &value)) && value.vt == VT_LPWSTR && value.pwszVal) {
+        name = utf8(std::wstring(value.pwszVal));
+    }
+    PropVariantClear(&value);
+    return name;
+}
+
+// A device behind the endpoints by its friendly name and the filter that
+// ends its id ("Realtek High Definition Audio, etopo"), since one adapter
+// shows several filters; its id where the platform gives no name.
 std::string deviceName(std::string const& id) {
     AudioDevice const device(orvText(id));
-    return device.isInitialized() ? endpointName(device) : id;
+    std::string const name = friendlyName(device.device());
+    if (name.empty()) {
+        return id;
+    }
+    size_t const filter = id.find_last_of('\\');
+    return filter == std::string::npos ? name : name + ", " + id.substr(filter + 1);
 }
 
 std::string connectorType(IConnector* connector) {

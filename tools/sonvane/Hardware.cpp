@@ -107,14 +107,55 @@ nlohmann::json hardwareControls(SoundCard const& card, Endpoint const& endpoint)
     return controls;
 }
 
-nlohmann::json inputSelectors(SoundCard& card) {
+// A selector answers only the local id of the part it selects. The words
+// come from the selector nodes of the devices behind the endpoints: the one
+// among whose inputs a part has that id names the selection and the choice.
+nlohmann::json selectorWords(UINT selected, ConnectorGraph const& graph) {
+    for (ConnectorGraph::Device const& device : graph.devices()) {
+        if (device.endpoint) {
+            continue;
+        }
+        AudioDeviceTopology topology;
+        AudioDevice(orvText(device.id)).deviceTopology(topology);
+        for (AudioComponent<ISubunit> const& subunit : topology.subunit()) {
+            AudioPart node = subunit.part();
+            ATL::CComPtr<IAudioInputSelector> probe;
+            if (!node.part() || FAILED(node.part()->Activate(CLSCTX_ALL, __uuidof(IAudioInputSelector),
+                                                              reinterpret_cast<void**>(&probe)))) {
+                continue;
+            }
+            orv::Array<AudioPart> inputs;
+            node.incomingPartsList(inputs);
+            nlohmann::json names = nlohmann::json::array();
+            std::string chosen;
+            for (AudioPart const& input : inputs) {
+                UINT id = 0;
+                if (input.part() && SUCCEEDED(input.part()->GetLocalId(&id)) && id == selected) {
+                    chosen = utf8(input.name());
+                }
+                names.push_back(utf8(input.name()));
+            }
+            if (!chosen.empty()) {
+                return {{"selector", utf8(node.name())}, {"selected", chosen}, {"inputs", names}};
+            }
+        }
+    }
+    return nlohmann::json::object();
+}
+
+nlohmann::json inputSelectors(SoundCard& card, ConnectorGraph const& graph) {
     orv::Array<ATL::CComPtr<IAudioInputSelector>> selectors;
     card.recordingMux(selectors);
     nlohmann::json list = nlohmann::json::array();
     for (ATL::CComPtr<IAudioInputSelector> const& selector : selectors) {
         UINT selected = 0;
-        HRESULT const result = selector->GetSelection(&selected);
-        list.push_back({{"selectedPart", SUCCEEDED(result) ? nlohmann::json(selected) : nlohmann::json()}});
+        if (FAILED(selector->GetSelection(&selected))) {
+            list.push_back({{"selectedPart", nullptr}});
+            continue;
+        }
+        nlohmann::json described = selectorWords(selected, graph);
+        described["selectedPart"] = selected;
+        list.push_back(described);
     }
     return list;
 }
@@ -155,7 +196,7 @@ nlohmann::json describeCard(SoundCard& card, unsigned int number, EndpointList c
             {"internalDevices", internal},
             {"connectorMap", graph.toJson()},
             {"hardwareControls", controls},
-            {"inputSelectors", inputSelectors(card)}};
+            {"inputSelectors", inputSelectors(card, graph)}};
 }
 
 }  // namespace

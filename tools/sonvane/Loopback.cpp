@@ -49,9 +49,12 @@ std::vector<LoopbackCheck> judge(LoopbackResult const& result) {
         return checks;
     }
     double const seconds = result.settings.stream.seconds;
+    // Too long means the recording holds something else than the tone sent.
+    double const shortest = seconds * (1.0 - limits.lengthShare);
+    double const longest = seconds * (1.0 + limits.lengthShare);
     checks.push_back(check("length", fixed(result.toneSeconds, 3) + " s",
-                           ">= " + fixed(seconds * limits.lengthShare, 3) + " s",
-                           result.toneSeconds >= seconds * limits.lengthShare));
+                           fixed(shortest, 3) + " to " + fixed(longest, 3) + " s",
+                           result.toneSeconds >= shortest && result.toneSeconds <= longest));
     checks.push_back(check("frequency", fixed(result.tone.frequency, 2) + " Hz",
                            fixed(sent.frequency, 1) + " +/- " + fixed(limits.frequencyHz, 2) + " Hz",
                            std::fabs(result.tone.frequency - sent.frequency) <= limits.frequencyHz));

@@ -17,7 +17,7 @@ struct LoopbackLimits {
     double levelDb = 1.0;       // largest distance from the tone's level
     double snrDb = 40.0;        // smallest signal-to-noise ratio
     double gapMs = 5.0;         // longest silence inside the tone
-    double lengthShare = 0.8;   // smallest share of the tone's length heard
+    double lengthShare = 0.2;   // largest share of the tone's length heard missing or added
 };
 
 struct LoopbackSettings {

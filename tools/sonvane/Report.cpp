@@ -150,7 +150,10 @@ std::string controlsTable(nlohmann::json const& controls) {
                                                                    fixed(control["range"]["maxDb"].get<double>(), 2)
                                                              : "-";
         html += "<tr>" + cell(std::to_string(control["endpoint"].get<unsigned int>())) +
-                cell(control["connector"].get<std::string>() + " (" + orDash(control["connectorType"]) + ")") +
+                cell(control["connector"].get<std::string>() +
+                     (control["connectorType"].get<std::string>().empty()
+                          ? std::string()
+                          : " (" + control["connectorType"].get<std::string>() + ")")) +
                 cell(levels.empty() ? "-" : levels) + cell(range) +
                 cell(control["muted"].is_null() ? "no mute node" : orDash(control["muted"])) + "</tr>\n";
     }
@@ -180,7 +183,17 @@ std::string cardSection(nlohmann::json const& card) {
     html += "<h3>Hardware volume and mute controls</h3>\n" + controlsTable(card["hardwareControls"]);
     std::string selectors;
     for (auto const& selector : card["inputSelectors"]) {
-        selectors += "<li>selects part " + orDash(selector["selectedPart"]) + "</li>";
+        if (selector.contains("selected")) {
+            std::string inputs;
+            for (auto const& input : selector["inputs"]) {
+                inputs += (inputs.empty() ? "" : ", ") + input.get<std::string>();
+            }
+            selectors += "<li>" + escapeXml(selector["selector"].get<std::string>()) + " selects <b>" +
+                         escapeXml(selector["selected"].get<std::string>()) + "</b> (part " +
+                         orDash(selector["selectedPart"]) + ") of " + escapeXml(inputs) + "</li>";
+        } else {
+            selectors += "<li>selects part " + orDash(selector["selectedPart"]) + "</li>";
+        }
     }
     html += "<h3>Input selectors</h3>\n" + (selectors.empty() ? "<p class=\"empty\">None.</p>\n" : "<ul>" + selectors + "</ul>\n");
     return html + "</section>\n";

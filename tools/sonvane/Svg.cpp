@@ -62,12 +62,15 @@ std::string textAt(double x, double y, std::string const& text, char const* styl
 
 // --- Connector map ----------------------------------------------------------
 
-double const kBoxWidth = 250.0;
-double const kColumnGap = 130.0;
-double const kTitleHeight = 34.0;
+double const kBoxWidth = 290.0;
+double const kColumnGap = 120.0;
+double const kTitleHeight = 40.0;
 double const kRowHeight = 26.0;
 double const kBoxGap = 24.0;
 double const kMargin = 20.0;
+// Rows leave a lane on the box's left for the signal paths inside it.
+double const kRowLeft = 26.0;
+double const kRowRight = 10.0;
 
 struct Placed {
     double x = 0.0;
@@ -110,41 +113,60 @@ MapLayout layOut(nlohmann::json const& map) {
     return layout;
 }
 
+// "Speakers (Realtek High Definition Audio)" shows as "Speakers" over
+// "Realtek High Definition Audio", "Realtek ..., etopo" as "Realtek ..."
+// over "etopo": names this long do not fit one line of a box.
+std::pair<std::string, std::string> titleLines(std::string const& name) {
+    size_t const bracket = name.find(" (");
+    if (bracket != std::string::npos && name.back() == ')') {
+        return {name.substr(0, bracket), name.substr(bracket + 2, name.size() - bracket - 3)};
+    }
+    size_t const comma = name.rfind(", ");
+    if (comma != std::string::npos) {
+        return {name.substr(0, comma), name.substr(comma + 2)};
+    }
+    return {name, std::string()};
+}
+
 std::string deviceBox(nlohmann::json const& device, Placed const& placed) {
     bool const endpoint = device["endpoint"].get<bool>();
     std::string svg = "<g class=\"device\"><rect x=\"" + number(placed.x) + "\" y=\"" + number(placed.y) +
                       "\" width=\"" + number(kBoxWidth) + "\" height=\"" + number(placed.height) +
                       "\" rx=\"8\" class=\"" + (endpoint ? "endpoint-box" : "adapter-box") + "\"/>\n";
-    svg += textAt(placed.x + 10, placed.y + 15, shortened(device["name"].get<std::string>(), 34), "box-title");
-    svg += textAt(placed.x + 10, placed.y + 28, endpoint ? "endpoint" : "device behind the endpoints", "box-kind");
+    std::pair<std::string, std::string> const title = titleLines(device["name"].get<std::string>());
+    std::string detail = endpoint ? "endpoint" : "device behind the endpoints";
+    if (!title.second.empty()) {
+        detail = title.second + " \xC2\xB7 " + detail;
+    }
+    svg += textAt(placed.x + 10, placed.y + 16, shortened(title.first, 40), "box-title");
+    svg += textAt(placed.x + 10, placed.y + 31, shortened(detail, 52), "box-kind");
     return svg + "</g>\n";
 }
 
 std::string connectorRow(nlohmann::json const& connector, Placed const& box, double centre) {
-    std::string svg = "<g class=\"connector\"><rect x=\"" + number(box.x + 8) + "\" y=\"" + number(centre - 10) +
-                      "\" width=\"" + number(kBoxWidth - 16) + "\" height=\"20\" rx=\"4\" class=\"connector-row\"/>\n";
-    std::string const label = shortened(connector["name"].get<std::string>(), 20) + "  " +
+    std::string svg = "<g class=\"connector\"><rect x=\"" + number(box.x + kRowLeft) + "\" y=\"" +
+                      number(centre - 10) + "\" width=\"" + number(kBoxWidth - kRowLeft - kRowRight) +
+                      "\" height=\"20\" rx=\"4\" class=\"connector-row\"/>\n";
+    std::string const label = shortened(connector["name"].get<std::string>(), 22) + "  " +
                               connector["type"].get<std::string>() + ", " + connector["flow"].get<std::string>();
-    svg += textAt(box.x + 14, centre + 4, label, "connector-label");
+    svg += textAt(box.x + kRowLeft + 6, centre + 4, label, "connector-label");
     return svg + "</g>\n";
 }
 
-// A cable leaves the right side of the left box and enters the left side of
-// the right one; within one column it bows out to the right.
+// A cable runs from the right end of a row in the left box to the left end
+// of a row in the right box; within one column it bows out to the right.
 std::string cablePath(Placed const& from, double fromY, Placed const& to, double toY) {
-    double startX = from.x + kBoxWidth;
-    double endX = to.x;
     if (from.x > to.x) {
-        std::swap(fromY, toY);
-        startX = to.x + kBoxWidth;
-        endX = from.x;
+        return cablePath(to, toY, from, fromY);
     }
+    double const startX = from.x + kBoxWidth - kRowRight;
     std::ostringstream d;
     if (from.x == to.x) {
-        endX = startX;
-        d << "M" << number(startX) << "," << number(fromY) << " C" << number(startX + 60) << "," << number(fromY)
-          << " " << number(startX + 60) << "," << number(toY) << " " << number(endX) << "," << number(toY);
+        double const bow = startX + kRowRight + 50;
+        d << "M" << number(startX) << "," << number(fromY) << " C" << number(bow) << "," << number(fromY) << " "
+          << number(bow) << "," << number(toY) << " " << number(startX) << "," << number(toY);
     } else {
+        double const endX = to.x + kRowLeft;
         double const middle = (startX + endX) / 2.0;
         d << "M" << number(startX) << "," << number(fromY) << " C" << number(middle) << "," << number(fromY) << " "
           << number(middle) << "," << number(toY) << " " << number(endX) << "," << number(toY);
@@ -152,12 +174,13 @@ std::string cablePath(Placed const& from, double fromY, Placed const& to, double
     return "<path class=\"cable\" d=\"" + d.str() + "\"/>\n";
 }
 
-// A signal path joins two rows of one box along its left edge.
+// A signal path joins two rows of one box through the lane on its left.
 std::string signalPath(Placed const& box, double fromY, double toY) {
-    double const bow = 14.0 + std::fabs(toY - fromY) / 6.0;
+    double const rowX = box.x + kRowLeft;
+    double const bow = std::min(kRowLeft - 4.0, 8.0 + std::fabs(toY - fromY) / 8.0);
     std::ostringstream d;
-    d << "M" << number(box.x + 8) << "," << number(fromY) << " C" << number(box.x - bow) << "," << number(fromY) << " "
-      << number(box.x - bow) << "," << number(toY) << " " << number(box.x + 8) << "," << number(toY);
+    d << "M" << number(rowX) << "," << number(fromY) << " C" << number(rowX - bow) << "," << number(fromY) << " "
+      << number(rowX - bow) << "," << number(toY) << " " << number(rowX) << "," << number(toY);
     return "<path class=\"signal-path\" d=\"" + d.str() + "\"/>\n";
 }
 

@@ -1,0 +1,53 @@
+// Mistakes of the user and refusals of the machine: one clear line on
+// standard error each, an exit code a script can act on, nothing on
+// standard output and no half-written file.
+#include "ToolProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+void expectOneLine(ToolRun const& run, int exitCode, std::string const& words) {
+    EXPECT_EQ(exitCode, run.exitCode) << run.describe();
+    ASSERT_EQ(1u, run.errorLines().size()) << run.describe();
+    EXPECT_EQ(0u, run.errorLines()[0].find("sonvane: ")) << run.describe();
+    EXPECT_NE(std::string::npos, run.err.find(words)) << run.describe();
+    EXPECT_TRUE(run.out.empty()) << run.describe();
+}
+
+}  // namespace
+
+TEST(CliBadInput, EachMistakeGetsOneClearLineAndItsExitCode) {
+    expectOneLine(runTool({"frobnicate"}), 2, "unknown command 'frobnicate'");
+    expectOneLine(runTool({"list", "--bogus"}), 2, "--bogus");
+    expectOneLine(runTool({"volume", "set", "loud"}), 2, "cannot read the level \"loud\"");
+    expectOneLine(runTool({"play", "--bits", "12"}), 2, "12-bit");
+    expectOneLine(runTool({"watch", "--script", "events.json"}), 2, "--machine");
+
+    ScratchFolder folder;
+    expectOneLine(runTool({"--machine", folder.file("absent.json"), "list"}), 4, "absent.json");
+    folder.write("broken.json", R"({"name": "broken", "endpoints": [{"id": "x", "flow": "sideways"}]})");
+    ToolRun const broken = runTool({"--machine", folder.file("broken.json"), "list"});
+    expectOneLine(broken, 4, "broken.json");
+    EXPECT_NE(std::string::npos, broken.err.find("/endpoints/0")) << "the place in the file is named\n" << broken.describe();
+
+    expectOneLine(runTool({"--machine", machine("laptop.json"), "volume", "get", "Toaster"}), 3,
+                  "no endpoint matches \"Toaster\"");
+    expectOneLine(runTool({"--machine", machine("laptop.json"), "volume", "get", "Realtek"}), 3,
+                  "matches several endpoints");
+}
+
+TEST(CliBadInput, AFormatTheDeviceRefusesEndsBeforeAnyFileAppears) {
+    ScratchFolder folder;
+    // The laptop's microphone array takes 16-bit stereo at 44.1 and 48 kHz
+    // in exclusive mode, nothing else.
+    ToolRun const record = runTool({"--machine", machine("laptop.json"), "record", folder.file("take.wav"),
+                                    "Microphone Array", "--rate", "22050"});
+    expectOneLine(record, 3, "22050 Hz");
+    EXPECT_TRUE(folder.names().empty()) << "a file was left behind";
+
+    expectOneLine(runTool({"--machine", machine("laptop.json"), "play", "Speakers", "--channels", "1"}), 3,
+                  "refuses to play");
+}

@@ -1,0 +1,181 @@
+// The tool on the shipped laptop machine of the simulator: a codec with a
+// topology, jacks, hardware volume nodes and an input selector, none of
+// which the real stack under Wine has.
+#include "ToolProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+namespace {
+
+std::string const kSpeakers = "{0.0.0.00000000}.{b3a4f7c2-5d1e-4a0b-9c3f-2e8d6a1b7c40}";
+std::string const kHeadphones = "{0.0.0.00000000}.{4c8e2a91-73f0-4d5b-a6e2-9f1c0b3d8e51}";
+std::string const kJackMicrophone = "{0.0.1.00000000}.{2f5e8d1c-6b4a-4e39-9d7f-0a1b2c3d4e74}";
+
+ToolRun onLaptop(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--machine", machine("laptop.json")});
+    return runTool(arguments);
+}
+
+nlohmann::json cardWith(nlohmann::json const& cards, std::string const& pathPart) {
+    for (auto const& card : cards["cards"]) {
+        if (card["id"].get<std::string>().find(pathPart) != std::string::npos) {
+            return card;
+        }
+    }
+    ADD_FAILURE() << "no card with " << pathPart << " in " << cards.dump(1);
+    return nlohmann::json();
+}
+
+nlohmann::json endpointWith(nlohmann::json const& card, std::string const& id) {
+    for (auto const& endpoint : card["endpoints"]) {
+        if (endpoint["id"] == id) {
+            return endpoint;
+        }
+    }
+    ADD_FAILURE() << "no endpoint " << id << " on the card";
+    return nlohmann::json();
+}
+
+// The id of the endpoint with this number in the laptop's list.
+std::string endpointWithIndex(nlohmann::json const& number) {
+    nlohmann::json const endpoints = onLaptop({"--json", "list"}).json()["endpoints"];
+    return endpoints[number.get<size_t>()]["id"].get<std::string>();
+}
+
+unsigned int countOf(nlohmann::json const& links, char const* kind) {
+    unsigned int count = 0;
+    for (auto const& link : links) {
+        count += link["kind"] == kind ? 1 : 0;
+    }
+    return count;
+}
+
+}  // namespace
+
+TEST(CliOnTheLaptop, CardsShowKindsJacksTheConnectorMapAndTheHardwareControls) {
+    ToolRun const run = onLaptop({"--json", "cards"});
+    ASSERT_EQ(0, run.exitCode) << run.describe();
+    nlohmann::json const cards = run.json();
+    ASSERT_EQ(2u, cards["cards"].size());
+    nlohmann::json const codec = cardWith(cards, "VEN_10EC");
+
+    nlohmann::json const speakers = endpointWith(codec, kSpeakers);
+    nlohmann::json const headphones = endpointWith(codec, kHeadphones);
+    EXPECT_EQ("Speakers (Realtek High Definition Audio)", speakers["name"]);
+    EXPECT_TRUE(speakers["default"].get<bool>());
+    EXPECT_EQ("Speaker", speakers["nodeType"]);
+    EXPECT_EQ(0, speakers["waveId"]);
+    EXPECT_EQ(nlohmann::json::array({headphones["index"], speakers["index"]}), codec["byKind"]["headphonesAndSpeakers"]);
+    ASSERT_EQ(1u, headphones["jacks"].size());
+    EXPECT_EQ("3.5 mm", headphones["jacks"][0]["connection"]);
+    EXPECT_EQ("#00FF00", headphones["jacks"][0]["color"]);
+
+    // Four endpoint topologies, the codec's topology and its wave filter;
+    // a cable from each active endpoint and two between the filters, each
+    // drawn once though both of its ends report it; six signal paths inside.
+    nlohmann::json const& map = codec["connectorMap"];
+    EXPECT_EQ(6u, map["devices"].size()) << map.dump(1);
+    EXPECT_EQ(5u, countOf(map["links"], "cable")) << map.dump(1);
+    EXPECT_EQ(6u, countOf(map["links"], "path")) << map.dump(1);
+    EXPECT_EQ(2u, codec["internalDevices"].size());
+
+    bool speakerVolumeSeen = false;
+    for (auto const& control : codec["hardwareControls"]) {
+        if (control["endpoint"] == speakers["index"] && control["connector"] == "Speaker") {
+            speakerVolumeSeen = true;
+            EXPECT_DOUBLE_EQ(-46.5, control["range"]["minDb"].get<double>());
+            EXPECT_FALSE(control["muted"].is_null()) << "the mute node beside the volume node was not found";
+        }
+    }
+    EXPECT_TRUE(speakerVolumeSeen) << codec["hardwareControls"].dump(1);
+    ASSERT_EQ(1u, codec["inputSelectors"].size());
+    EXPECT_EQ("Internal Mic Array", codec["inputSelectors"][0]["selected"]);
+    nlohmann::json const array = endpointWith(codec, "{0.0.1.00000000}.{9a2b6c4d-1e0f-4a73-8b5c-3d6e7f8091a3}");
+    EXPECT_TRUE(array["microphone"]["internal"].get<bool>());
+    EXPECT_FALSE(array["microphone"]["externalAnalogJack"].get<bool>());
+
+    ToolRun const text = onLaptop({"cards"});
+    ASSERT_EQ(0, text.exitCode) << text.describe();
+    EXPECT_NE(std::string::npos, text.out.find("==cable==")) << text.out;
+    EXPECT_NE(std::string::npos, text.out.find("Hardware volume controls")) << text.out;
+}
+
+TEST(CliOnTheLaptop, VolumeAndMuteAreSetAndReadBack) {
+    ToolRun const speakers = onLaptop({"--json", "volume", "get", "speakers"});
+    ASSERT_EQ(0, speakers.exitCode) << speakers.describe();
+    EXPECT_DOUBLE_EQ(-12.0, speakers.json()["volume"]["masterDb"].get<double>());
+    EXPECT_DOUBLE_EQ(-65.25, speakers.json()["volume"]["range"]["minDb"].get<double>());
+
+    ToolRun const decibels = onLaptop({"--json", "volume", "set", "-30dB", "Headphones"});
+    ASSERT_EQ(0, decibels.exitCode) << decibels.describe();
+    EXPECT_DOUBLE_EQ(-30.0, decibels.json()["volume"]["masterDb"].get<double>());
+
+    ToolRun const percent = onLaptop({"--json", "volume", "set", "40%", "Headphones"});
+    ASSERT_EQ(0, percent.exitCode) << percent.describe();
+    EXPECT_EQ(40u, percent.json()["volume"]["masterPercent"].get<unsigned int>());
+
+    ToolRun const channel = onLaptop({"--json", "volume", "set", "-20dB", "Speakers", "--channel", "1"});
+    ASSERT_EQ(0, channel.exitCode) << channel.describe();
+    nlohmann::json const channels = channel.json()["volume"]["channels"];
+    EXPECT_DOUBLE_EQ(-12.0, channels[0]["db"].get<double>());
+    EXPECT_DOUBLE_EQ(-20.0, channels[1]["db"].get<double>());
+
+    ToolRun const outside = onLaptop({"volume", "set", "-80dB", "Headphones"});
+    EXPECT_EQ(2, outside.exitCode) << outside.describe();
+    EXPECT_NE(std::string::npos, outside.err.find("-65.2")) << outside.describe();
+
+    ToolRun const muted = onLaptop({"--json", "mute", "set", "on", "Speakers"});
+    ASSERT_EQ(0, muted.exitCode) << muted.describe();
+    EXPECT_TRUE(muted.json()["muted"].get<bool>());
+}
+
+TEST(CliOnTheLaptop, WatchPrintsScriptedEventsAsTheyArrive) {
+    ScratchFolder folder;
+    folder.write("events.json", R"([
+        {"do": "fireStateChanged", "id": ")" + kJackMicrophone + R"(", "state": "active"},
+        {"do": "fireDefaultChanged", "id": ")" + kHeadphones + R"(", "flow": "render", "role": "console"},
+        {"do": "flushEvents"}
+    ])");
+    ToolRun const run = onLaptop({"--json", "watch", "--seconds", "0.5", "--script", folder.file("events.json")});
+    ASSERT_EQ(0, run.exitCode) << run.describe();
+
+    std::istringstream lines(run.out);
+    std::string line;
+    std::vector<nlohmann::json> events;
+    while (std::getline(lines, line)) {
+        events.push_back(nlohmann::json::parse(line));
+    }
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ("end", events.back()["event"]);
+    EXPECT_EQ(events.size() - 1, events.back()["events"].get<size_t>());
+    auto const seen = [&](char const* source, char const* what, std::string const& id) {
+        for (auto const& event : events) {
+            if (event["source"] == source && event["event"] == what && (id.empty() || event["id"] == id)) {
+                return true;
+            }
+        }
+        return false;
+    };
+    EXPECT_TRUE(seen("card", "endpoint state changed", "")) << run.out;
+    EXPECT_TRUE(seen("endpoint", "state changed", kJackMicrophone)) << run.out;
+    EXPECT_TRUE(seen("endpoint", "became the default", kHeadphones)) << run.out;
+}
+
+// The laptop's microphone array hears a steady tone of its own at -12 dBFS,
+// not the speakers: the right frequency, but neither the level nor the
+// length of what was played, and the verdict says so.
+TEST(CliOnTheLaptop, LoopbackFailsWhereTheMicrophoneDoesNotHearTheSpeakers) {
+    ToolRun const run = onLaptop({"--json", "loopback"});
+    EXPECT_EQ(1, run.exitCode) << run.describe();
+    nlohmann::json const result = run.json();
+    EXPECT_EQ("FAIL", result["result"]);
+    EXPECT_EQ(kSpeakers, endpointWithIndex(result["render"]["endpoint"]));
+    for (auto const& check : result["checks"]) {
+        bool const wrong = check["name"] == "level" || check["name"] == "length";
+        EXPECT_EQ(!wrong, check["passed"].get<bool>()) << check.dump();
+    }
+    EXPECT_NEAR(-12.0, result["heard"]["levelDb"].get<double>(), 0.5);
+}
