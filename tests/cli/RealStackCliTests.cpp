@@ -95,11 +95,11 @@ TEST(CliOnTheRealStack, ChoosesAnEndpointByNumberIdOrPartOfItsName) {
     nlohmann::json const render = firstActive(listed(), "render");
     unsigned int const index = render["index"].get<unsigned int>();
     std::string const name = render["name"].get<std::string>();
-    for (std::string const& spec :
+    for (std::string const& choice :
          {std::to_string(index), lowerCase(render["id"].get<std::string>()), lowerCase(name.substr(1))}) {
-        ToolRun const run = runTool({"--json", "volume", "get", spec});
-        ASSERT_EQ(0, run.exitCode) << spec << "\n" << run.describe();
-        EXPECT_EQ(index, run.json()["endpoint"].get<unsigned int>()) << spec;
+        ToolRun const run = runTool({"--json", "volume", "get", choice});
+        ASSERT_EQ(0, run.exitCode) << choice << "\n" << run.describe();
+        EXPECT_EQ(index, run.json()["endpoint"].get<unsigned int>()) << choice;
     }
 
     ToolRun const unknown = runTool({"volume", "get", "no endpoint is called this"});
