@@ -7,6 +7,8 @@
 #include <analysis/SignalAnalysis.h>
 
 #include <cmath>
+#include <audioclient.h>
+
 #include <sstream>
 
 namespace streams {
@@ -200,6 +202,94 @@ TEST_F(ExclusiveStreamTest, CaptureOfAFullBufferOrOfAPacketBiggerThanTheRoomLeft
     waitUntilRecorded(plain);
     EXPECT_EQ(0, plain.threadExitCode());
     EXPECT_EQ(0u, polled.calls().count(L"IAudioCaptureClient::GetBuffer"));
+}
+
+TEST_F(ExclusiveStreamTest, UnexaminedResultsLeaveTheStreamsRunningAndExaminedOnesStopThem) {
+    using audiosim::OutPointer;
+    audiosim::Machine& simulated = installShipped("laptop.json");
+    auto tone = ClientBuffer::tone(1.0, 1000.0, 0.5);
+    auto recording = ClientBuffer::silence(0.2);
+    ATL::CComPtr<IMMDevice> speakers = endpoint(kSpeakers);
+    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
+
+    // Calls whose answers the streams do not look at fail after doing their
+    // work: both streams run to their end all the same.
+    for (const wchar_t* method : {L"IAudioClient::GetStreamLatency", L"IAudioClient::Reset", L"IAudioClient::Stop",
+                                  L"IAudioRenderClient::ReleaseBuffer", L"IAudioCaptureClient::ReleaseBuffer",
+                                  L"IAudioCaptureClient::GetNextPacketSize"})
+        simulated.faults().add(Fault::on(method, E_FAIL).withOut(OutPointer::Set));
+    {
+        libSonvane::AudioRendererEx renderer;
+        libSonvane::AudioCaptureEx capture;
+        ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+        ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+        ASSERT_TRUE(capture.start());
+        ASSERT_TRUE(renderer.play(1 | 4));
+        waitUntilPlayed(renderer);
+        waitUntilRecorded(capture);
+        EXPECT_TRUE(renderer.stop());
+        EXPECT_EQ(0, capture.threadExitCode());
+        EXPECT_EQ(recording->buffer.size, recording->buffer.writePosition);
+        EXPECT_GE(simulated.rendered(kSpeakers).samples.size(), tone->frames() * kChannels);
+    }
+    simulated.faults().clear();
+
+    // A refused event handle makes the capture run polled on a stream that
+    // was opened event-driven, which the device will not start without its
+    // event: the worker dies on Start and only the host's stop ends the wait.
+    {
+        simulated.faults().add(Fault::on(L"IAudioClient::SetEventHandle", E_FAIL));
+        libSonvane::AudioCaptureEx capture;
+        ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+        const size_t starts = simulated.calls().count(L"IAudioClient::Start");
+        {
+            StopRequest stop(simulated, L"IAudioClient::Start", starts + 1);
+            EXPECT_FALSE(capture.start());
+        }
+        EXPECT_EQ(-1, capture.threadExitCode());
+        EXPECT_EQ(static_cast<HRESULT>(0x88890014), simulated.calls().of(L"IAudioClient::Start").back().result);
+        simulated.faults().clear();
+    }
+
+    // A device period that cannot be read is 0: one request of 0, no halving.
+    {
+        simulated.faults().add(Fault::on(L"IAudioClient::GetDevicePeriod", E_FAIL));
+        simulated.calls().clear();
+        libSonvane::AudioCaptureEx capture;
+        EXPECT_TRUE(capture.initialize(microphone, &recording->buffer));
+        const auto initializes = simulated.calls().of(L"IAudioClient::Initialize");
+        ASSERT_EQ(1u, initializes.size());
+        EXPECT_EQ(L"1, 0x40000, 0, 0, 2ch 16bit 48000Hz, null", initializes[0].arguments);
+        simulated.faults().clear();
+    }
+
+    // A padding that cannot be read is 0, so the renderer asks for the whole
+    // device buffer while it is still full, and the device refuses.
+    {
+        simulated.faults().add(Fault::on(L"IAudioClient::GetCurrentPadding", E_FAIL));
+        libSonvane::AudioRendererEx renderer;
+        ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+        LogCapture log;
+        ASSERT_TRUE(renderer.play(1 | 4));
+        waitUntilPlayed(renderer);
+        EXPECT_TRUE(renderer.stop());
+        EXPECT_TRUE(log.contains("GetBuffer failed 0x88890006", 4)) << log.dump();
+        simulated.faults().clear();
+    }
+
+    // A refused format or buffer size: no stream, with the device's code.
+    {
+        simulated.faults().add(Fault::on(L"IAudioClient::IsFormatSupported", AUDCLNT_E_UNSUPPORTED_FORMAT));
+        LogCapture log;
+        libSonvane::AudioCaptureEx capture;
+        EXPECT_FALSE(capture.initialize(microphone, &recording->buffer));
+        EXPECT_TRUE(log.contains("Format requested is not supported 0x88890008", 4)) << log.dump();
+        simulated.faults().clear();
+        simulated.faults().add(Fault::on(L"IAudioClient::GetBufferSize", E_FAIL));
+        libSonvane::AudioRendererEx renderer;
+        EXPECT_FALSE(renderer.initialize(speakers, &tone->buffer));
+        EXPECT_TRUE(log.contains("IAudioClient::GetBufferSize returns 0x80004005 Max Frame Size 0", 2)) << log.dump();
+    }
 }
 
 TEST_F(ExclusiveStreamTest, EventWorkerEndsWith258WhenTheDeviceStopsSignalling) {

@@ -1,7 +1,7 @@
 // AudioRendererLegacyWave and AudioCaptureLegacyWave on a simulated
-// machine's wave devices: the hard time-out of a recording that never
-// fills, the mapper for an endpoint without a wave number, a loop that runs
-// until stop, and a tone that goes round the virtual cable.
+// machine's own wave devices, which play and fill their headers on the
+// machine's clock: what refused wave calls cost, and a tone that goes round
+// the virtual cable.
 #include "StreamMachine.h"
 
 #include <analysis/SignalAnalysis.h>
@@ -15,77 +15,94 @@ unsigned int const kNoLegacyDevice = 0xFFFFFFFFu;
 
 class LegacyStreamTest : public StreamMachineTest {};
 
-TEST_F(LegacyStreamTest, ARecordingThatNeverFillsEndsAt140PercentOfItsLengthWith128) {
+TEST_F(LegacyStreamTest, RefusedWaveCallsCostANumberFailAnOpenOrEndTheWorker) {
+    using audiosim::Fault;
     audiosim::Machine& simulated = installShipped("laptop.json");
-    auto recording = ClientBuffer::silence(0.05);
-    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
-    libSonvane::AudioCaptureLegacyWave capture;
-    ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
-    simulated.setClockSpeed(0.0);
-    LogCapture log;
-    ASSERT_TRUE(capture.start());
-    // The worker gives up after 140% of 50 ms, which the double arithmetic
-    // truncates to 69; wait well past that. The device is
-    // left running, so the recording still shows as going on.
-    const DWORD begun = GetTickCount();
-    while (GetTickCount() - begun < 700)
-        Sleep(10);
-    EXPECT_TRUE(capture.isStillRecording());
-    EXPECT_EQ(0u, simulated.calls().count(L"waveInStop"));
-    EXPECT_EQ(0, capture.threadExitCode());
-    EXPECT_TRUE(capture.stop());
-    EXPECT_EQ(128, capture.threadExitCode());
-    EXPECT_FALSE(capture.isStillRecording());
-    EXPECT_EQ(0u, recording->buffer.writePosition);
-    EXPECT_TRUE(log.contains("Waiting for recording to finish. Hard timeout = 69 ms.", 1)) << log.dump();
-}
-
-TEST_F(LegacyStreamTest, AnEndpointWithoutAWaveNumberPlaysOnTheMapper) {
-    audiosim::MachineDescription description =
-        audiosim::Machine::fromFile(machineFile("laptop.json")).description();
-    description.find(kHeadphones)->wave.deviceNumber = -1;
-    audiosim::Machine& simulated = install(audiosim::Machine(description));
-    ATL::CComPtr<IMMDevice> headphones = endpoint(kHeadphones);
-    EXPECT_EQ(kNoLegacyDevice, AudioDevice(headphones).waveLegacyDeviceID());
-    EXPECT_EQ(0u, AudioDevice(endpoint(kSpeakers)).waveLegacyDeviceID());
-    EXPECT_EQ(0u, AudioDevice(endpoint(kMicArray)).waveLegacyDeviceID());
-
-    auto tone = ClientBuffer::tone(0.05, 1000.0, 0.5);
-    libSonvane::AudioRendererLegacyWave renderer;
-    ASSERT_TRUE(renderer.initialize(headphones, &tone->buffer));
-    ASSERT_TRUE(renderer.play(1));
-    waitUntilPlayed(renderer);
-    EXPECT_TRUE(renderer.stop());
-
-    // The mapper is the default render endpoint, the speakers.
-    const auto opens = simulated.calls().of(L"waveOutOpen");
-    ASSERT_EQ(1u, opens.size());
-    EXPECT_EQ(L"waveOut mapper", opens[0].object);
-    EXPECT_EQ(tone->frames() * kChannels, simulated.renderedSamples(kSpeakers).size());
-    EXPECT_TRUE(simulated.renderedSamples(kHeadphones).empty());
-}
-
-TEST_F(LegacyStreamTest, OnlyPlayFlagsOfTwoLoopAndALoopRunsUntilStop) {
-    audiosim::Machine& simulated = installShipped("laptop.json");
-    auto tone = ClientBuffer::tone(0.02, 1000.0, 0.5);
     ATL::CComPtr<IMMDevice> speakers = endpoint(kSpeakers);
-    libSonvane::AudioRendererLegacyWave renderer;
-    ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
+    auto tone = ClientBuffer::tone(0.02, 1000.0, 0.5);
+    auto recording = ClientBuffer::silence(0.02);
+    LogCapture log;
 
-    ASSERT_TRUE(renderer.play(4));
-    waitUntilPlayed(renderer);
-    EXPECT_TRUE(renderer.stop());
-    EXPECT_EQ(tone->frames() * kChannels, simulated.renderedSamples(kSpeakers).size());
+    // A driver that does not answer costs its number only; no devices, no
+    // search.
+    simulated.faults().add(Fault::on(L"waveOutMessage", MMSYSERR_ERROR).at(L"waveOut 0").onCall(1));
+    EXPECT_EQ(kNoLegacyDevice, AudioDevice(speakers).waveLegacyDeviceID());
+    EXPECT_EQ(0u, AudioDevice(speakers).waveLegacyDeviceID());
+    EXPECT_TRUE(log.contains("waveMessage returns an error 1", 3)) << log.dump();
+    simulated.faults().add(Fault::on(L"waveInGetNumDevs", MMSYSERR_ERROR));
+    const size_t messages = simulated.calls().count(L"waveInMessage");
+    EXPECT_EQ(kNoLegacyDevice, AudioDevice(microphone).waveLegacyDeviceID());
+    EXPECT_EQ(messages, simulated.calls().count(L"waveInMessage"));
+    simulated.faults().clear();
 
-    simulated.clearRendered(kSpeakers);
-    ASSERT_TRUE(renderer.play(2));
-    while (simulated.renderedSamples(kSpeakers).size() < 3 * tone->frames() * kChannels)
-        Sleep(5);
-    EXPECT_TRUE(renderer.isStillPlaying());
-    EXPECT_TRUE(renderer.stop());
-    EXPECT_FALSE(renderer.isStillPlaying());
-    const auto writes = simulated.calls().of(L"waveOutWrite");
-    ASSERT_EQ(2u, writes.size());
+    // A refused open fails initialize; playing anyway ends the worker at
+    // once, since no header can be prepared without a device.
+    {
+        simulated.faults().add(Fault::on(L"waveOutOpen", MMSYSERR_ALLOCATED));
+        libSonvane::AudioRendererLegacyWave renderer;
+        EXPECT_FALSE(renderer.initialize(speakers, &tone->buffer));
+        EXPECT_TRUE(log.contains("waveOutOpen encountered an error 4", 3)) << log.dump();
+        simulated.faults().clear();
+        EXPECT_TRUE(renderer.play(1));
+        waitUntilPlayed(renderer);
+        EXPECT_FALSE(renderer.stop());
+        EXPECT_TRUE(log.contains("Unable to start recording", 3)) << log.dump();
+    }
+    // Refused prepare, write, add and start.
+    for (const wchar_t* method : {L"waveOutPrepareHeader", L"waveOutWrite"}) {
+        simulated.faults().add(Fault::on(method, MMSYSERR_NOMEM));
+        libSonvane::AudioRendererLegacyWave renderer;
+        ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+        EXPECT_TRUE(renderer.play(1));
+        waitUntilPlayed(renderer);
+        EXPECT_FALSE(renderer.stop()) << method;
+        simulated.faults().clear();
+        simulated.calls().clear();
+    }
+    {
+        simulated.faults().add(Fault::on(L"waveInAddBuffer", MMSYSERR_NOMEM));
+        libSonvane::AudioCaptureLegacyWave capture;
+        ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+        EXPECT_TRUE(capture.start());
+        // The header never comes back done, so the recording shows as going
+        // on until stop collects the worker.
+        EXPECT_TRUE(capture.stop());
+        EXPECT_EQ(-1, capture.threadExitCode());
+        EXPECT_TRUE(log.contains("waveInAddBuffer fails with GetLastError() = ", 3)) << log.dump();
+        simulated.faults().clear();
+
+        // A refused start is cleaned up by stopping, which hands the header
+        // back: the worker sees it done and ends normally.
+        simulated.faults().add(Fault::on(L"waveInStart", MMSYSERR_NOMEM));
+        EXPECT_TRUE(capture.start());
+        waitUntilRecorded(capture);
+        EXPECT_TRUE(capture.stop());
+        EXPECT_EQ(0, capture.threadExitCode());
+        EXPECT_TRUE(log.contains("waveInStart returns 7", 2)) << log.dump();
+        simulated.faults().clear();
+    }
+    // Stopping, unpreparing and closing report only to the log: the streams
+    // end as usual.
+    for (const wchar_t* method : {L"waveOutReset", L"waveOutUnprepareHeader", L"waveOutClose", L"waveInReset",
+                                  L"waveInUnprepareHeader", L"waveInClose"})
+        simulated.faults().add(Fault::on(method, MMSYSERR_ERROR).withOut(audiosim::OutPointer::Set));
+    simulated.calls().clear();
+    {
+        libSonvane::AudioRendererLegacyWave renderer;
+        libSonvane::AudioCaptureLegacyWave capture;
+        ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+        ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+        ASSERT_TRUE(renderer.play(1));
+        ASSERT_TRUE(capture.start());
+        waitUntilPlayed(renderer);
+        waitUntilRecorded(capture);
+        EXPECT_TRUE(renderer.stop());
+        EXPECT_TRUE(capture.stop());
+        EXPECT_EQ(0, capture.threadExitCode());
+    }
+    EXPECT_EQ(1u, simulated.calls().count(L"waveOutClose"));
+    EXPECT_EQ(1u, simulated.calls().count(L"waveInClose"));
 }
 
 TEST_F(LegacyStreamTest, AToneRenderedOnTheCablesWaveDeviceIsRecordedBackAsSent) {
