@@ -7,6 +7,7 @@
 #include <analysis/SignalAnalysis.h>
 
 #include <cmath>
+#include <vector>
 
 namespace streams {
 namespace {
@@ -30,6 +31,10 @@ TEST_F(LegacyStreamTest, RefusedWaveCallsCostANumberFailAnOpenOrEndTheWorker) {
     EXPECT_EQ(kNoLegacyDevice, AudioDevice(speakers).waveLegacyDeviceID());
     EXPECT_EQ(0u, AudioDevice(speakers).waveLegacyDeviceID());
     EXPECT_TRUE(log.contains("waveMessage returns an error 1", 3)) << log.dump();
+    simulated.faults().add(Fault::on(L"waveInMessage", MMSYSERR_ERROR).onCall(1));
+    EXPECT_EQ(kNoLegacyDevice, AudioDevice(microphone).waveLegacyDeviceID());
+    simulated.faults().add(Fault::on(L"waveOutGetNumDevs", MMSYSERR_ERROR));
+    EXPECT_EQ(kNoLegacyDevice, AudioDevice(speakers).waveLegacyDeviceID());
     simulated.faults().add(Fault::on(L"waveInGetNumDevs", MMSYSERR_ERROR));
     const size_t messages = simulated.calls().count(L"waveInMessage");
     EXPECT_EQ(kNoLegacyDevice, AudioDevice(microphone).waveLegacyDeviceID());
@@ -61,6 +66,23 @@ TEST_F(LegacyStreamTest, RefusedWaveCallsCostANumberFailAnOpenOrEndTheWorker) {
         simulated.calls().clear();
     }
     {
+        simulated.faults().add(Fault::on(L"waveInOpen", MMSYSERR_ALLOCATED));
+        libSonvane::AudioCaptureLegacyWave capture;
+        EXPECT_FALSE(capture.initialize(microphone, &recording->buffer));
+        EXPECT_TRUE(log.contains("waveInOpen encountered an error 4", 3)) << log.dump();
+        simulated.faults().clear();
+    }
+    {
+        simulated.faults().add(Fault::on(L"waveInPrepareHeader", MMSYSERR_NOMEM));
+        libSonvane::AudioCaptureLegacyWave capture;
+        ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+        EXPECT_TRUE(capture.start());
+        EXPECT_TRUE(capture.stop());
+        EXPECT_EQ(-1, capture.threadExitCode());
+        EXPECT_TRUE(log.contains("waveInPrepareHeader failed 7", 3)) << log.dump();
+        simulated.faults().clear();
+    }
+    {
         simulated.faults().add(Fault::on(L"waveInAddBuffer", MMSYSERR_NOMEM));
         libSonvane::AudioCaptureLegacyWave capture;
         ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
@@ -83,26 +105,33 @@ TEST_F(LegacyStreamTest, RefusedWaveCallsCostANumberFailAnOpenOrEndTheWorker) {
         simulated.faults().clear();
     }
     // Stopping, unpreparing and closing report only to the log: the streams
-    // end as usual.
-    for (const wchar_t* method : {L"waveOutReset", L"waveOutUnprepareHeader", L"waveOutClose", L"waveInReset",
-                                  L"waveInUnprepareHeader", L"waveInClose"})
-        simulated.faults().add(Fault::on(method, MMSYSERR_ERROR).withOut(audiosim::OutPointer::Set));
-    simulated.calls().clear();
-    {
-        libSonvane::AudioRendererLegacyWave renderer;
-        libSonvane::AudioCaptureLegacyWave capture;
-        ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
-        ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
-        ASSERT_TRUE(renderer.play(1));
-        ASSERT_TRUE(capture.start());
-        waitUntilPlayed(renderer);
-        waitUntilRecorded(capture);
-        EXPECT_TRUE(renderer.stop());
-        EXPECT_TRUE(capture.stop());
-        EXPECT_EQ(0, capture.threadExitCode());
+    // end as usual. A failed reset or stop skips the unprepare behind it, so
+    // each group fails on a run of its own.
+    const std::vector<std::vector<const wchar_t*>> groups = {
+        {L"waveOutReset", L"waveInReset", L"waveOutClose", L"waveInClose"},
+        {L"waveOutUnprepareHeader", L"waveInUnprepareHeader"},
+        {L"waveInStop"}};
+    for (const auto& group : groups) {
+        for (const wchar_t* method : group)
+            simulated.faults().add(Fault::on(method, MMSYSERR_ERROR).withOut(audiosim::OutPointer::Set));
+        simulated.calls().clear();
+        {
+            libSonvane::AudioRendererLegacyWave renderer;
+            libSonvane::AudioCaptureLegacyWave capture;
+            ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+            ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+            ASSERT_TRUE(renderer.play(1));
+            ASSERT_TRUE(capture.start());
+            waitUntilPlayed(renderer);
+            waitUntilRecorded(capture);
+            renderer.stop();
+            EXPECT_TRUE(capture.stop());
+            EXPECT_EQ(0, capture.threadExitCode()) << group.front();
+        }
+        EXPECT_EQ(1u, simulated.calls().count(L"waveOutClose")) << group.front();
+        EXPECT_EQ(1u, simulated.calls().count(L"waveInClose")) << group.front();
+        simulated.faults().clear();
     }
-    EXPECT_EQ(1u, simulated.calls().count(L"waveOutClose"));
-    EXPECT_EQ(1u, simulated.calls().count(L"waveInClose"));
 }
 
 TEST_F(LegacyStreamTest, AToneRenderedOnTheCablesWaveDeviceIsRecordedBackAsSent) {
