@@ -1,5 +1,7 @@
 #include "SimulatedCards.h"
 
+#include <ProcessEnumerator.h>
+
 #include <cstdlib>
 
 namespace soundcard {
@@ -39,19 +41,6 @@ std::vector<std::wstring> idsOf(orv::Array<AudioInterfacePtr> const& devices) {
     }
     return ids;
 }
-
-namespace {
-
-// The process-wide enumerator resolves device ids (for the far side of
-// connectors and for notifications) against the machine that was installed
-// when it made its platform enumerator. Each test starts it afresh, and ends
-// it before its machine goes, which also unregisters the cards' updaters.
-void forgetProcessEnumerator() {
-    libSonvane::AudioDeviceEnumeratorFactory::enumerator() =
-        libSonvane::AudioDeviceEnumeratorFactory::EnumeratorHolder();
-}
-
-}  // namespace
 
 void SimulatedCards::SetUp() {
     CoInitialize(nullptr);
