@@ -128,6 +128,31 @@ TEST_F(StreamTest, FormatsAndBufferLimitsAreAnsweredPerShareMode) {
     EXPECT_EQ(kExclusiveNotAllowed, refusing->IsFormatSupported(AUDCLNT_SHAREMODE_EXCLUSIVE, &accepted, nullptr));
 }
 
+TEST_F(StreamTest, TheRefusalsAreChosenInTheDescription) {
+    const char* text = R"({"name": "refusals", "endpoints": [
+        {"id": "{0.0.1.00000000}.{1}", "flow": "capture",
+         "stream": {"exclusiveFormats": [{"channels": 2, "bits": 16, "rate": 48000}], "eventDriven": false,
+                    "eventRefusal": "AUDCLNT_E_UNSUPPORTED_FORMAT", "bufferRefusal": "0x88890016",
+                    "maximumBuffer": 1000000}}]})";
+    audiosim::Machine machine = audiosim::Machine::fromJson(text, "refusals.json");
+    WAVEFORMATEX format = pcm(2, 16, 48000);
+    ATL::CComPtr<IAudioClient> client = audioClient(machine, L"{0.0.1.00000000}.{1}");
+    EXPECT_EQ(kUnsupportedFormat, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, AUDCLNT_STREAMFLAGS_EVENTCALLBACK,
+                                                     100000, 100000, &format, nullptr));
+    EXPECT_EQ(static_cast<HRESULT>(0x88890016),
+              client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 2000000, 2000000, &format, nullptr));
+    EXPECT_EQ(S_OK, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 1000000, 1000000, &format, nullptr));
+
+    std::string bad = text;
+    bad.replace(bad.find("0x88890016"), 10, "AUDCLNT_E_NOPE");
+    try {
+        audiosim::Machine::fromJson(bad, "refusals.json");
+        ADD_FAILURE() << "a refusal that names no HRESULT is an error";
+    } catch (const audiosim::DescriptionError& error) {
+        EXPECT_EQ("/endpoints/0/stream/bufferRefusal", error.place());
+    }
+}
+
 TEST_F(StreamTest, RenderPaddingFallsAtTheSampleRateAndTheMachineKeepsWhatWasPlayed) {
     audiosim::Machine machine = laptop();
     ATL::CComPtr<IAudioClient> client = audioClient(machine, speakersId);
