@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <thread>
 
 namespace {
 
@@ -60,11 +59,31 @@ std::wstring quoted(std::wstring const& argument) {
     return result + L"\"";
 }
 
-void drain(HANDLE pipe, std::string& into) {
+// Takes what the pipe holds now, without waiting for more.
+void takeAvailable(HANDLE pipe, std::string& into) {
     char buffer[4096];
-    DWORD read = 0;
-    while (ReadFile(pipe, buffer, sizeof buffer, &read, nullptr) && read > 0) {
+    DWORD available = 0;
+    while (PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr) && available > 0) {
+        DWORD read = 0;
+        if (!ReadFile(pipe, buffer, available < sizeof buffer ? available : sizeof buffer, &read, nullptr) ||
+            read == 0) {
+            return;
+        }
         into.append(buffer, read);
+    }
+}
+
+// Reads both pipes until the child has ended. The end of the child, not the
+// end of its pipes, is what counts: Wine may start a helper process for the
+// child (its desktop, for one) that inherits the pipes and outlives it.
+void collect(HANDLE child, HANDLE outPipe, std::string& out, HANDLE errPipe, std::string& err) {
+    for (;;) {
+        bool const ended = WaitForSingleObject(child, 5) == WAIT_OBJECT_0;
+        takeAvailable(outPipe, out);
+        takeAvailable(errPipe, err);
+        if (ended) {
+            return;
+        }
     }
 }
 
@@ -112,9 +131,7 @@ ToolRun runTool(std::vector<std::string> const& arguments) {
     }
     out.closeWriteEnd();
     err.closeWriteEnd();
-    std::thread errors([&] { drain(err.read, run.err); });
-    drain(out.read, run.out);
-    errors.join();
+    collect(process.hProcess, out.read, run.out, err.read, run.err);
     // Windows text mode writes "\r\n"; the tests compare lines.
     for (std::string* text : {&run.out, &run.err}) {
         text->erase(std::remove(text->begin(), text->end(), '\r'), text->end());
