@@ -1,6 +1,7 @@
 // Volume controllers: the percent formulas of both variants against the
-// simulator's level nodes and endpoint volume, mute, failing getters, and what
-// a controller without an interface still answers.
+// simulator's level nodes and endpoint volume, mute, what each getter and
+// setter of both variants makes of a refused platform call, and what a
+// controller without an interface still answers.
 #include <libSonvane/volumecontroller.h>
 
 #include "LogCapture.h"
@@ -9,6 +10,9 @@
 #include <audiosim/Machine.h>
 
 #include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -27,9 +31,33 @@ VolumeController<RegularVolumeController> subunitController(audiosim::Machine& m
     return VolumeController<RegularVolumeController>(description);
 }
 
-std::vector<float> masterNodeLevels(audiosim::Machine& machine) {
+audiosim::Part masterNode(audiosim::Machine& machine) {
     AudioDeviceTopology topology = simulatedTopology(machine, speakersId);
-    return machine.part(topology.subunit()[0].id().wideBuffer()).volume->levelsDb;
+    return machine.part(topology.subunit()[0].id().wideBuffer());
+}
+
+std::vector<float> masterNodeLevels(audiosim::Machine& machine) {
+    return masterNode(machine).volume->levelsDb;
+}
+
+// Lines the controllers wrote above the trace level; a refused call is
+// answered through the result alone.
+size_t controllerReports(LogCapture const& log) {
+    size_t reports = 0;
+    for (LogCapture::Record const& record : log.records()) {
+        if (record.category == "libSonvane.volumecontroller" && record.level > 1) {
+            ++reports;
+        }
+    }
+    return reports;
+}
+
+// Makes every later call of `method` fail with `result`, leaving its outs as
+// they were or, with OutPointer::Set, filled as if it had worked.
+void refuse(audiosim::Machine& machine, std::wstring const& method, HRESULT result = E_FAIL,
+            audiosim::OutPointer out = audiosim::OutPointer::Null) {
+    machine.faults().clear();
+    machine.faults().add(audiosim::Fault::on(method, result).withOut(out));
 }
 
 TEST(VolumeControllerTest, RegularControlComputesPercentFromItsDecibelRange) {
@@ -119,6 +147,116 @@ TEST(VolumeControllerTest, EndpointControlRoundsScalarsAndReadsFailuresAsZeroOrM
     EXPECT_EQ(0u, controller.volumeLevelPercent(0));
     EXPECT_TRUE(controller.isMuted());
     EXPECT_FALSE(controller.setMute(true));
+}
+
+TEST(VolumeControllerTest, EndpointGettersTakeWhatARefusedCallLeftInTheirOuts) {
+    audiosim::Machine machine = volumeMachine();
+    VolumeController<EndpointVolumeController> controller = topologytests::endpointController(machine);
+    LogCapture log;
+
+    // Refused before anything was written: each getter reads its start value.
+    refuse(machine, L"IAudioEndpointVolume::GetChannelCount");
+    EXPECT_EQ(0u, controller.numChannel());
+    refuse(machine, L"IAudioEndpointVolume::GetChannelVolumeLevel");
+    EXPECT_FLOAT_EQ(0.0f, controller.volumeLevelDecibel(1));
+    refuse(machine, L"IAudioEndpointVolume::GetMasterVolumeLevel");
+    EXPECT_FLOAT_EQ(0.0f, controller.masterVolumeLevelDecibel());
+    refuse(machine, L"IAudioEndpointVolume::GetMasterVolumeLevelScalar");
+    EXPECT_EQ(0u, controller.masterVolumeLevelPercent());
+
+    // Written and then refused: the result is not looked at, so what was
+    // written stands.
+    refuse(machine, L"IAudioEndpointVolume::GetChannelCount", E_FAIL, audiosim::OutPointer::Set);
+    EXPECT_EQ(2u, controller.numChannel());
+    refuse(machine, L"IAudioEndpointVolume::GetChannelVolumeLevel", E_FAIL, audiosim::OutPointer::Set);
+    EXPECT_FLOAT_EQ(-49.4f, controller.volumeLevelDecibel(1));
+    refuse(machine, L"IAudioEndpointVolume::GetMasterVolumeLevel", E_FAIL, audiosim::OutPointer::Set);
+    EXPECT_FLOAT_EQ(-49.4f, controller.masterVolumeLevelDecibel());
+    refuse(machine, L"IAudioEndpointVolume::GetMasterVolumeLevelScalar", E_FAIL, audiosim::OutPointer::Set);
+    EXPECT_EQ(51u, controller.masterVolumeLevelPercent());
+
+    EXPECT_EQ(0u, controllerReports(log)) << log.dump();
+}
+
+TEST(VolumeControllerTest, EndpointSettersRefusedByThePlatformAnswerFalseAndChangeNothing) {
+    audiosim::Machine machine = volumeMachine();
+    VolumeController<EndpointVolumeController> controller = topologytests::endpointController(machine);
+    LogCapture log;
+
+    // Values the endpoint accepts when nothing is injected, so only the
+    // refusal can say no.
+    refuse(machine, L"IAudioEndpointVolume::SetChannelVolumeLevelScalar", E_ACCESSDENIED);
+    EXPECT_FALSE(controller.setVolumeLevelPercent(0, 30));
+    refuse(machine, L"IAudioEndpointVolume::SetMasterVolumeLevelScalar", E_ACCESSDENIED);
+    EXPECT_FALSE(controller.setMasterVolumeLevelPercent(100));
+    refuse(machine, L"IAudioEndpointVolume::SetMasterVolumeLevel");
+    EXPECT_FALSE(controller.setMasterVolumeLevelDecibel(-20.0f));
+
+    EXPECT_EQ((std::vector<float>{-49.6f, -49.4f}), machine.endpointVolume(speakersId).levelsDb);
+    EXPECT_EQ(0u, controllerReports(log)) << log.dump();
+}
+
+TEST(VolumeControllerTest, RegularControlComputesOnFromWhatARefusedReadingLeft) {
+    audiosim::Machine machine = volumeMachine();
+    VolumeController<RegularVolumeController> controller = subunitController(machine, 0);
+    LogCapture log;
+
+    refuse(machine, L"IAudioVolumeLevel::GetChannelCount");
+    EXPECT_EQ(0u, controller.numChannel());
+    refuse(machine, L"IAudioVolumeLevel::GetChannelCount", E_FAIL, audiosim::OutPointer::Set);
+    EXPECT_EQ(2u, controller.numChannel());
+
+    // The mean asks for the channel count at every step: a count refused on
+    // the second step ends the sum after channel 0, and the division asks
+    // again and gets 2.
+    machine.faults().clear();
+    machine.faults().add(audiosim::Fault::on(L"IAudioVolumeLevel::GetChannelCount", E_FAIL).onCall(2));
+    EXPECT_FLOAT_EQ(-24.0f, controller.masterVolumeLevelDecibel());
+
+    // A refused level reads 0 dB, the top of this node's range, and the
+    // percents are computed from that.
+    refuse(machine, L"IAudioVolumeLevel::GetLevel");
+    EXPECT_FLOAT_EQ(0.0f, controller.volumeLevelDecibel(0));
+    EXPECT_EQ(100u, controller.volumeLevelPercent(0));
+    EXPECT_EQ(150u, controller.masterVolumeLevelPercent());
+
+    // A refused range answers false whatever was written into the record.
+    VolumeControllerInterface::DbVolumeRange range = {1.0f, 2.0f, 3.0f};
+    refuse(machine, L"IAudioVolumeLevel::GetLevelRange");
+    EXPECT_FALSE(controller.volumeRangeDecibel(0, range));
+    EXPECT_FLOAT_EQ(1.0f, range.minimum);
+    EXPECT_FLOAT_EQ(2.0f, range.maximum);
+    refuse(machine, L"IAudioVolumeLevel::GetLevelRange", E_FAIL, audiosim::OutPointer::Set);
+    EXPECT_FALSE(controller.volumeRangeDecibel(0, range));
+    EXPECT_FLOAT_EQ(-96.0f, range.minimum);
+
+    // The percent setter goes on over a range of 0..0 dB, where every
+    // percent is 0 dB.
+    refuse(machine, L"IAudioVolumeLevel::GetLevelRange");
+    EXPECT_TRUE(controller.setVolumeLevelPercent(1, 25));
+    EXPECT_EQ((std::vector<float>{-48.0f, 0.0f}), masterNodeLevels(machine));
+
+    EXPECT_EQ(0u, controllerReports(log)) << log.dump();
+}
+
+TEST(VolumeControllerTest, RegularSettersRefusedByTheNodeAnswerFalseAndChangeNothing) {
+    audiosim::Machine machine = volumeMachine();
+    VolumeController<RegularVolumeController> controller = subunitController(machine, 0);
+    LogCapture log;
+
+    refuse(machine, L"IAudioVolumeLevel::SetLevel", E_ACCESSDENIED);
+    EXPECT_FALSE(controller.setVolumeLevelDecibel(0, -10.0f));
+    EXPECT_FALSE(controller.setVolumeLevelPercent(1, 75));
+    refuse(machine, L"IAudioVolumeLevel::SetLevelUniform");
+    EXPECT_FALSE(controller.setMasterVolumeLevelDecibel(-20.0f));
+    refuse(machine, L"IAudioMute::SetMute");
+    EXPECT_FALSE(controller.setMute(true));
+
+    machine.faults().clear();
+    audiosim::Part node = masterNode(machine);
+    EXPECT_EQ((std::vector<float>{-48.0f, -48.0f}), node.volume->levelsDb);
+    EXPECT_FALSE(*node.mute);
+    EXPECT_EQ(0u, controllerReports(log)) << log.dump();
 }
 
 TEST(VolumeControllerTest, ControllersWithoutInterfacesAnswerWithoutCallingThePlatform) {
