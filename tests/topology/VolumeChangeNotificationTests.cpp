@@ -1,6 +1,7 @@
 // The notification object: its COM identity and counting, what OnNotify does
-// with the two callbacks, and a change of the simulator's endpoint volume
-// travelling through a registered controller to a function and a window.
+// with the two callbacks, a change of the simulator's endpoint volume
+// travelling through a registered controller to a function and a window, and
+// registrations that the platform refuses or will not undo.
 #include <libSonvane/VolumeChangeNotification.h>
 #include <libSonvane/volumecontroller.h>
 
@@ -169,6 +170,41 @@ TEST(VolumeChangeNotificationTest, RefusedRegistrationKeepsTheObjectForTheNextOn
     machine.calls().clear();
     EXPECT_TRUE(controller.registerVolumeChangeNotification(notification));
     EXPECT_EQ(registrationCalls, machine.calls().methods());
+}
+
+TEST(VolumeChangeNotificationTest, RefusedUnregisterIsPassedOverWithoutAWord) {
+    audiosim::Machine machine = topologytests::volumeMachine();
+    LogCapture log;
+    ChangeHeard heard;
+    ATL::CComPtr<VolumeChangeNotification> notification;
+    notification.Attach(new VolumeChangeNotification);
+    notification->setCallbackFunction(&onVolumeChange, &heard);
+    std::wstring const unregister = L"IAudioEndpointVolume::UnregisterControlChangeNotify";
+    {
+        VolumeController<EndpointVolumeController> controller = topologytests::endpointController(machine);
+        ASSERT_TRUE(controller.registerVolumeChangeNotification(notification));
+        {
+            // A copy unregisters the shared object on its way out too; its
+            // refusal leaves the registration standing.
+            VolumeController<EndpointVolumeController> copy(controller);
+            machine.faults().add(audiosim::Fault::on(unregister, E_FAIL).onCall(1));
+        }
+        EXPECT_EQ(1u, machine.calls().count(unregister));
+        machine.setEndpointVolume(topologytests::speakersId, -30.0f);
+        machine.flushEvents();
+        EXPECT_EQ(1, heard.calls.load());
+
+        // Registering again registers whatever the unregister answered.
+        machine.faults().clear();
+        machine.faults().add(audiosim::Fault::on(unregister, E_ACCESSDENIED));
+        machine.calls().clear();
+        EXPECT_TRUE(controller.registerVolumeChangeNotification(notification));
+        EXPECT_EQ(registrationCalls, machine.calls().methods());
+        machine.faults().clear();
+    }
+    EXPECT_EQ(2u, machine.calls().count(unregister)) << "the original unregisters at its end as well";
+    EXPECT_EQ(0u, log.count("", 3) + log.count("", 4)) << log.dump();
+    EXPECT_EQ(1u, referenceCount(notification));
 }
 
 }  // namespace
