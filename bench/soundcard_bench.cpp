@@ -9,7 +9,10 @@
 //               objects, with nothing of the library around them;
 //   library     total - simulator: the library's own share.
 // The growth ratios show how each grows when the number of cards doubles;
-// a design linear in cards gives ratios near 2. Prints; never fails.
+// a design linear in cards gives ratios near 2. The simulator's time per
+// call, overall and per method, should not grow with the machine: a method
+// whose cost does points at a search over the whole machine. Prints; never
+// fails.
 #include <libSonvane/libSonvane.h>
 
 #include <audiosim/SdkNames.h>
@@ -87,6 +90,7 @@ public:
         std::function<void()> replay = make(call);
         if (replay) {
             m_calls.push_back(replay);
+            m_byMethod[call.method].push_back(replay);
         } else {
             ++m_skipped[call.method];
         }
@@ -96,6 +100,27 @@ public:
         for (std::function<void()> const& call : m_calls) {
             call();
         }
+    }
+
+    // The calls of each method replayed as one block, in milliseconds.
+    std::map<std::wstring, double> runByMethod() const {
+        std::map<std::wstring, double> times;
+        for (auto const& [method, calls] : m_byMethod) {
+            double const start = nowMilliseconds();
+            for (std::function<void()> const& call : calls) {
+                call();
+            }
+            times[method] = nowMilliseconds() - start;
+        }
+        return times;
+    }
+
+    std::map<std::wstring, size_t> methodCounts() const {
+        std::map<std::wstring, size_t> counts;
+        for (auto const& [method, calls] : m_byMethod) {
+            counts[method] = calls.size();
+        }
+        return counts;
     }
 
     size_t size() const { return m_calls.size(); }
@@ -187,6 +212,7 @@ private:
     std::map<std::wstring, ATL::CComPtr<IPart>> m_parts;
     std::map<std::wstring, ATL::CComPtr<IMMDeviceCollection>> m_collections;
     std::vector<std::function<void()>> m_calls;
+    std::map<std::wstring, std::vector<std::function<void()>>> m_byMethod;
     std::map<std::wstring, size_t> m_skipped;
 };
 
@@ -416,6 +442,18 @@ struct Figures {
     double total = 0;
     double simulator = 0;
     std::map<std::wstring, size_t> skipped;
+    std::map<std::wstring, size_t> methodCalls;
+    std::map<std::wstring, double> methodMilliseconds;   // medians over the rounds
+
+    double simulatorMicrosecondsPerCall() const { return replayed ? 1e3 * simulator / replayed : 0; }
+    double methodMicrosecondsPerCall(std::wstring const& method) const {
+        auto const calls = methodCalls.find(method);
+        auto const time = methodMilliseconds.find(method);
+        if (calls == methodCalls.end() || time == methodMilliseconds.end() || calls->second == 0) {
+            return 0;
+        }
+        return 1e3 * time->second / calls->second;
+    }
 };
 
 Figures measure(unsigned cards) {
@@ -440,9 +478,11 @@ Figures measure(unsigned cards) {
     }
     figures.replayed = replay.size();
     figures.skipped = replay.skipped();
+    figures.methodCalls = replay.methodCounts();
 
     std::vector<double> totals;
     std::vector<double> simulated;
+    std::map<std::wstring, std::vector<double>> byMethod;
     for (int round = 0; round < kRounds; ++round) {
         double const start = nowMilliseconds();
         orv::Array<SoundCard> const again = SoundCard::enumerateSystemSoundDevices();
@@ -451,11 +491,42 @@ Figures measure(unsigned cards) {
         double const end = nowMilliseconds();
         totals.push_back(middle - start);
         simulated.push_back(end - middle);
+        // With the cards of the round still held, as during the whole replay.
+        for (auto const& [method, time] : replay.runByMethod()) {
+            byMethod[method].push_back(time);
+        }
     }
     figures.total = median(totals);
     figures.simulator = median(simulated);
+    for (auto const& [method, times] : byMethod) {
+        figures.methodMilliseconds[method] = median(times);
+    }
     forgetProcessEnumerator();
     return figures;
+}
+
+// Microseconds per call of each replayed method on every machine, most
+// costly on the largest machine first.
+void printMethods(std::vector<Figures> const& all) {
+    Figures const& largest = all.back();
+    std::vector<std::pair<double, std::wstring>> order;
+    for (auto const& [method, calls] : largest.methodCalls) {
+        order.emplace_back(largest.methodMicrosecondsPerCall(method) * calls, method);
+    }
+    std::sort(order.rbegin(), order.rend());
+    std::printf("simulator us per call by method (calls on %u cards)\n", largest.cards);
+    std::printf("  %-44s", "method");
+    for (Figures const& f : all) {
+        std::printf(" %6u c", f.cards);
+    }
+    std::printf(" %9s\n", "calls");
+    for (auto const& [cost, method] : order) {
+        std::printf("  %-44ls", method.c_str());
+        for (Figures const& f : all) {
+            std::printf(" %8.3f", f.methodMicrosecondsPerCall(method));
+        }
+        std::printf(" %9zu\n", largest.methodCalls.at(method));
+    }
 }
 
 void printGrowth(char const* what, std::vector<Figures> const& all, double Figures::*field) {
@@ -476,12 +547,13 @@ int main() {
     }
 
     std::printf("SoundCard::enumerateSystemSoundDevices on cardMachine(n), median of %d rounds\n", kRounds);
-    std::printf("%6s %10s %10s %10s %10s %10s %11s %9s\n", "cards", "total ms", "sim ms", "lib ms", "lib share",
-                "ms/card", "calls", "replayed");
+    std::printf("%6s %10s %10s %10s %10s %10s %11s %9s %12s\n", "cards", "total ms", "sim ms", "lib ms", "lib share",
+                "ms/card", "calls", "replayed", "sim us/call");
     for (Figures& f : all) {
         double const library = f.total - f.simulator;
-        std::printf("%6u %10.2f %10.2f %10.2f %9.0f%% %10.3f %11zu %9zu\n", f.cards, f.total, f.simulator, library,
-                    100.0 * library / f.total, f.total / f.cards, f.calls, f.replayed);
+        std::printf("%6u %10.2f %10.2f %10.2f %9.0f%% %10.3f %11zu %9zu %12.3f\n", f.cards, f.total, f.simulator,
+                    library, 100.0 * library / f.total, f.total / f.cards, f.calls, f.replayed,
+                    f.simulatorMicrosecondsPerCall());
     }
     for (Figures& f : all) {
         for (auto const& [method, count] : f.skipped) {
@@ -497,6 +569,7 @@ int main() {
     printGrowth("total", all, &Figures::total);
     printGrowth("simulator", all, &Figures::simulator);
     printGrowth("library", library, &Figures::total);
+    printMethods(all);
     CoUninitialize();
     return 0;
 }
