@@ -15,7 +15,7 @@ Core::Core(MachineDescription description, std::string source)
       defaults(std::move(description.defaults)),
       deviceTree(std::move(description.deviceTree)) {
     for (Device& device : description.devices)
-        devices.push_back(std::make_shared<Device>(std::move(device)));
+        addDevice(std::make_shared<Device>(std::move(device)));
     for (Fault& fault : description.faults)
         faults.add(std::move(fault));
 }
@@ -24,13 +24,64 @@ Core::~Core() {
     shutDown();
 }
 
+namespace {
+
+bool hasWaveNumber(const Device& device) {
+    return device.endpoint && device.wave.deviceNumber >= 0 && (device.flow == eRender || device.flow == eCapture);
+}
+
+}  // namespace
+
+// Ids and wave numbers are unique on a validated machine, so every index
+// holds each device once.
+void Core::addDevice(std::shared_ptr<Device> device) {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    m_devicesById.emplace(lower(device->id), device);
+    if (hasWaveNumber(*device))
+        m_waveDevices[device->flow].emplace(device->wave.deviceNumber, device);
+    m_devices.push_back(std::move(device));
+}
+
+void Core::removeDevice(const std::shared_ptr<Device>& device) {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    const auto found = std::find(m_devices.begin(), m_devices.end(), device);
+    if (found == m_devices.end())
+        return;
+    m_devicesById.erase(lower(device->id));
+    if (hasWaveNumber(*device))
+        m_waveDevices[device->flow].erase(device->wave.deviceNumber);
+    m_devices.erase(found);
+}
+
 std::shared_ptr<Device> Core::findDevice(const std::wstring& id) const {
     std::lock_guard<std::recursive_mutex> lock(mutex);
-    for (const auto& device : devices) {
-        if (sameText(device->id, id))
-            return device;
+    const auto found = m_devicesById.find(lower(id));
+    return found == m_devicesById.end() ? nullptr : found->second;
+}
+
+const std::map<int, std::shared_ptr<Device>>* Core::waveNumbers(EDataFlow flow) const {
+    return flow == eRender || flow == eCapture ? &m_waveDevices[flow] : nullptr;
+}
+
+std::shared_ptr<Device> Core::findWaveDevice(EDataFlow flow, int number) const {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    const auto* numbers = waveNumbers(flow);
+    if (!numbers)
+        return nullptr;
+    const auto found = numbers->find(number);
+    return found == numbers->end() ? nullptr : found->second;
+}
+
+int Core::highestActiveWaveNumber(EDataFlow flow) const {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    const auto* numbers = waveNumbers(flow);
+    if (!numbers)
+        return -1;
+    for (auto entry = numbers->rbegin(); entry != numbers->rend(); ++entry) {
+        if (entry->second->state == DEVICE_STATE_ACTIVE)
+            return entry->first;
     }
-    return nullptr;
+    return -1;
 }
 
 std::shared_ptr<Device> Core::requireDevice(const std::wstring& id) const {
@@ -54,7 +105,7 @@ std::shared_ptr<Device> Core::defaultEndpoint(EDataFlow flow, ERole role) const 
     }
     if (flowHasDefaults)
         return nullptr;
-    for (const auto& device : devices) {
+    for (const auto& device : m_devices) {
         if (device->endpoint && device->flow == flow && device->state == DEVICE_STATE_ACTIVE)
             return device;
     }
@@ -65,7 +116,7 @@ MachineDescription Core::snapshot() const {
     std::lock_guard<std::recursive_mutex> lock(mutex);
     MachineDescription description;
     description.name = name;
-    for (const auto& device : devices)
+    for (const auto& device : m_devices)
         description.devices.push_back(*device);
     description.defaults = defaults;
     description.deviceTree = deviceTree;
@@ -103,14 +154,12 @@ HRESULT Core::endCall(const Ticket& ticket, HRESULT result) {
 
 void Core::enroll(ObjectBase* object) {
     std::lock_guard<std::mutex> lock(m_objectsMutex);
-    m_objects.push_back(object);
+    m_objects.insert(object);
 }
 
 void Core::withdraw(ObjectBase* object) {
     std::lock_guard<std::mutex> lock(m_objectsMutex);
-    const auto found = std::find(m_objects.begin(), m_objects.end(), object);
-    if (found != m_objects.end())
-        m_objects.erase(found);
+    m_objects.erase(object);
 }
 
 std::vector<LiveObject> Core::liveObjects() const {

@@ -115,7 +115,7 @@ private:
     std::vector<DevicePtr> endpoints(EDataFlow flow, DWORD stateMask) const {
         std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
         std::vector<DevicePtr> matching;
-        for (const DevicePtr& device : m_core->devices) {
+        for (const DevicePtr& device : m_core->devices()) {
             if (device->endpoint && (flow == eAll || device->flow == flow) && (device->state & stateMask))
                 matching.push_back(device);
         }

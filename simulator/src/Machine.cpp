@@ -91,16 +91,16 @@ void Machine::addDevice(Device device) {
     validate(changed, m_core->sourceName);
     // Validation may have completed connections on existing devices; the
     // objects that callers hold keep pointing at the same Device records.
-    for (size_t i = 0; i < m_core->devices.size(); ++i)
-        *m_core->devices[i] = changed.devices[i];
-    m_core->devices.push_back(std::make_shared<Device>(std::move(changed.devices.back())));
+    const auto& devices = m_core->devices();
+    for (size_t i = 0; i < devices.size(); ++i)
+        *devices[i] = changed.devices[i];
+    m_core->addDevice(std::make_shared<Device>(std::move(changed.devices.back())));
 }
 
 void Machine::removeDevice(const std::wstring& id) {
     std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
     const auto device = m_core->requireDevice(id);
-    auto& devices = m_core->devices;
-    devices.erase(std::find(devices.begin(), devices.end(), device));
+    m_core->removeDevice(device);
     // Objects still holding the device see it as gone from the machine.
     device->state = DEVICE_STATE_NOTPRESENT;
 }
@@ -176,7 +176,7 @@ EndpointVolume Machine::endpointVolume(const std::wstring& id) const {
 
 Part Machine::part(const std::wstring& globalId) const {
     std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
-    for (const auto& device : m_core->devices) {
+    for (const auto& device : m_core->devices()) {
         if (!device->topology)
             continue;
         if (const auto ref = findPartByGlobalId(*device->topology, globalId))

@@ -288,12 +288,7 @@ MachineWaveDevices::DevicePtr MachineWaveDevices::deviceOf(DWORD_PTR handle) con
 UINT MachineWaveDevices::numDevs(EDataFlow flow) {
     UINT count = 0;
     const MMRESULT result = call(prefixOf(flow), L"", prefixOf(flow) + L"GetNumDevs", L"", [&]() -> MMRESULT {
-        std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
-        for (const auto& device : m_core->devices) {
-            if (device->endpoint && device->flow == flow && device->state == DEVICE_STATE_ACTIVE &&
-                device->wave.deviceNumber >= 0)
-                count = std::max(count, static_cast<UINT>(device->wave.deviceNumber) + 1);
-        }
+        count = static_cast<UINT>(m_core->highestActiveWaveNumber(flow) + 1);
         return MMSYSERR_NOERROR;
     });
     return result == MMSYSERR_NOERROR ? count : 0;
@@ -303,12 +298,8 @@ std::shared_ptr<Device> MachineWaveDevices::endpointOf(EDataFlow flow, UINT devi
     if (deviceId == kMapper)
         return m_core->defaultEndpoint(flow, eConsole);
     std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
-    for (const auto& device : m_core->devices) {
-        if (device->endpoint && device->flow == flow && device->state == DEVICE_STATE_ACTIVE &&
-            device->wave.deviceNumber == static_cast<int>(deviceId))
-            return device;
-    }
-    return nullptr;
+    const auto device = m_core->findWaveDevice(flow, static_cast<int>(deviceId));
+    return device && device->state == DEVICE_STATE_ACTIVE ? device : nullptr;
 }
 
 // The driver messages that tell which endpoint a wave device stands for:
