@@ -54,14 +54,18 @@ TEST_F(LegacyStreamTest, RefusedWaveCallsCostANumberFailAnOpenOrEndTheWorker) {
         EXPECT_FALSE(renderer.stop());
         EXPECT_TRUE(log.contains("Unable to start recording", 3)) << log.dump();
     }
-    // Refused prepare, write, add and start.
+    // Refused prepare, write, add and start: a device that will not start
+    // ends either worker with -1.
     for (const wchar_t* method : {L"waveOutPrepareHeader", L"waveOutWrite"}) {
         simulated.faults().add(Fault::on(method, MMSYSERR_NOMEM));
         libSonvane::AudioRendererLegacyWave renderer;
         ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
+        log.clear();
         EXPECT_TRUE(renderer.play(1));
         waitUntilPlayed(renderer);
         EXPECT_FALSE(renderer.stop()) << method;
+        EXPECT_TRUE(log.contains("Unable to start recording", 3)) << log.dump();
+        EXPECT_TRUE(log.contains("Thread exit code -1", 1)) << log.dump();
         simulated.faults().clear();
         simulated.calls().clear();
     }
@@ -76,10 +80,12 @@ TEST_F(LegacyStreamTest, RefusedWaveCallsCostANumberFailAnOpenOrEndTheWorker) {
         simulated.faults().add(Fault::on(L"waveInPrepareHeader", MMSYSERR_NOMEM));
         libSonvane::AudioCaptureLegacyWave capture;
         ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
+        log.clear();
         EXPECT_TRUE(capture.start());
         EXPECT_TRUE(capture.stop());
         EXPECT_EQ(-1, capture.threadExitCode());
         EXPECT_TRUE(log.contains("waveInPrepareHeader failed 7", 3)) << log.dump();
+        EXPECT_TRUE(log.contains("Unable to start recording", 3)) << log.dump();
         simulated.faults().clear();
     }
     {

@@ -1,205 +1,239 @@
-// The legacy wave number of an endpoint, and the legacy wave streams on
-// scripted wave drivers: the wave mapper as the fallback, which play flags
-// loop, the exit codes, and the hard time-out of a recording.
-#include "SimulatedEndpoints.h"
-#include "WaveDrivers.h"
+// The legacy wave number of an endpoint, and the legacy wave streams on a
+// simulated machine's wave devices: the wave mapper as the fallback, which
+// play flags loop, a user stop that leaves the device playing, and the hard
+// time-out of a recording.
+#include "StreamMachine.h"
 
+#include <analysis/SignalAnalysis.h>
 #include <brel5/DiagModule.h>
 #include <orv/Stopwatch.h>
 
-#include <LogCapture.h>
-#include <gtest/gtest.h>
-
+#include <cmath>
 #include <cwctype>
 #include <string>
 #include <vector>
 
-using namespace streamtests;
-
+namespace streams {
 namespace {
 
 unsigned int const kNoLegacyDevice = 0xFFFFFFFFu;
 
+const wchar_t kRender[] = L"{0.0.0.00000000}.{7a3c0003-0000-4000-8000-000000000001}";
+const wchar_t kCapture[] = L"{0.0.1.00000000}.{7a3c0003-0000-4000-8000-000000000002}";
+const wchar_t kOtherRender[] = L"{0.0.0.00000000}.{7a3c0003-0000-4000-8000-000000000003}";
+const wchar_t kOtherCapture[] = L"{0.0.1.00000000}.{7a3c0003-0000-4000-8000-000000000004}";
+
 std::wstring upperCase(std::wstring text) {
-    for (wchar_t& unit : text) {
+    for (wchar_t& unit : text)
         unit = static_cast<wchar_t>(std::towupper(unit));
-    }
     return text;
 }
 
-// A client buffer of silence, 48 kHz, 2 channels of 16 bits.
-struct Pcm {
-    std::vector<unsigned char> bytes;
-    libTrelwave::StaticPCMBuffer buffer;
+// An endpoint with a wave device of that number, which reports the given
+// function instance id (its own id when empty).
+audiosim::Device& waveEndpoint(audiosim::MachineDescription& description, EDataFlow flow, std::wstring const& id,
+                               int number, std::wstring const& functionInstanceId = L"") {
+    audiosim::Device& endpoint = description.addEndpoint(flow, id);
+    endpoint.wave.deviceNumber = number;
+    endpoint.wave.functionInstanceId = functionInstanceId;
+    return endpoint;
+}
 
-    explicit Pcm(double seconds) : bytes(static_cast<size_t>(seconds * 48000) * 4 + 4, 0) {
-        buffer.format.wFormatTag = WAVE_FORMAT_PCM;
-        buffer.format.nChannels = 2;
-        buffer.format.nSamplesPerSec = 48000;
-        buffer.format.wBitsPerSample = 16;
-        buffer.format.nBlockAlign = 4;
-        buffer.format.nAvgBytesPerSec = 48000 * 4;
-        buffer.data = bytes.data();
-        buffer.size = bytes.size() - 4;
-    }
-};
+// kRender and kCapture with wave devices 0 of their flows; the capture
+// records a 1 kHz tone at half of full scale.
+audiosim::Machine waveMachine() {
+    audiosim::MachineDescription description;
+    description.name = L"wave devices";
+    waveEndpoint(description, eRender, kRender, 0);
+    audiosim::Device& capture = waveEndpoint(description, eCapture, kCapture, 0);
+    capture.stream.captureSource.kind = audiosim::CaptureSource::Tone;
+    return audiosim::Machine(description);
+}
+
+// Object names of the machine's calls of one wave function, in order.
+std::vector<std::wstring> objectsOf(audiosim::Machine& machine, wchar_t const* function) {
+    std::vector<std::wstring> objects;
+    for (audiosim::CallRecord const& call : machine.calls().of(function))
+        objects.push_back(call.object);
+    return objects;
+}
 
 template <class Condition>
 void waitFor(Condition condition) {
-    while (!condition()) {
+    while (!condition())
         Sleep(1);
-    }
 }
 
-class LegacyWave : public ::testing::Test {
-protected:
-    LegacyWave()
-        : m_machine(streamMachine()),
-          m_render(simulatedDevice(m_machine, renderId)),
-          m_capture(simulatedDevice(m_machine, captureId)) {}
+class LegacyWaveTest : public StreamMachineTest {};
 
-    audiosim::Machine m_machine;
-    ATL::CComPtr<IMMDevice> m_render;
-    ATL::CComPtr<IMMDevice> m_capture;
-};
-
-}  // namespace
-
-TEST_F(LegacyWave, TheFirstDriverOfTheEndpointsDirectionServingItsIdWins) {
+TEST_F(LegacyWaveTest, TheFirstDeviceOfTheEndpointsFlowReportingItsExactIdWins) {
+    const std::wstring otherInput = L"{0.0.1.00000000}.{7a3c0003-0000-4000-8000-0000000000ff}";
+    audiosim::MachineDescription description;
+    // Output 0 refuses every message, 1 stands for another endpoint, 2
+    // reports our id in other case; 3 is ours, and 4 reports our id too.
+    // An input device also reports the render endpoint's id, and an output
+    // device the capture endpoint's.
+    waveEndpoint(description, eRender, L"{0.0.0.00000000}.{7a3c0003-0000-4000-8000-000000000010}", 0);
+    waveEndpoint(description, eRender, kOtherRender, 1);
+    waveEndpoint(description, eRender, L"{0.0.0.00000000}.{7a3c0003-0000-4000-8000-000000000012}", 2,
+                 upperCase(kRender));
+    waveEndpoint(description, eRender, kRender, 3);
+    waveEndpoint(description, eRender, L"{0.0.0.00000000}.{7a3c0003-0000-4000-8000-000000000014}", 4, kRender);
+    waveEndpoint(description, eRender, L"{0.0.0.00000000}.{7a3c0003-0000-4000-8000-000000000015}", 5, kCapture);
+    waveEndpoint(description, eCapture, otherInput, 0, kRender);
+    description.addEndpoint(eCapture, kCapture);
+    audiosim::Machine& simulated = install(audiosim::Machine(description));
+    simulated.faults().add(audiosim::Fault::on(L"waveOutMessage", MMSYSERR_ERROR).at(L"waveOut 0"));
     LogCapture log;
-    AudioDevice render(m_render.p);
-    {
-        // Device 0 refuses the messages, 1 serves another endpoint, 2 ours in
-        // other case; 3 and 4 both serve it. The input side also serves it.
-        WaveDrivers drivers({L"", L"{0.0.0.00000000}.{other}", upperCase(renderId), renderId, renderId}, {renderId});
-        EXPECT_EQ(3u, render.waveLegacyDeviceID());
-        std::vector<WaveDrivers::Message> const messages = drivers.messages();
-        ASSERT_EQ(7u, messages.size());
-        for (WaveDrivers::Message const& message : messages) {
-            EXPECT_TRUE(message.output);
-            EXPECT_LE(message.device, 3u);
-        }
-        EXPECT_TRUE(log.contains("waveMessage returns an error ", 3));
-        EXPECT_TRUE(log.contains(" has wave id = 3", 2));
-    }
 
-    AudioDevice capture(m_capture.p);
-    {
-        WaveDrivers drivers({captureId}, {L"{0.0.1.00000000}.{other}"});
-        EXPECT_EQ(kNoLegacyDevice, capture.waveLegacyDeviceID());
-        for (WaveDrivers::Message const& message : drivers.messages()) {
-            EXPECT_FALSE(message.output);
-        }
-    }
-    {
-        WaveDrivers drivers({captureId}, {});
-        EXPECT_EQ(kNoLegacyDevice, capture.waveLegacyDeviceID());
-        EXPECT_TRUE(drivers.messages().empty());
-    }
+    EXPECT_EQ(3u, AudioDevice(endpoint(kRender)).waveLegacyDeviceID());
+    // The size and the id of each device up to ours, none asked of output 0
+    // after its refusal and none of the input devices.
+    EXPECT_EQ((std::vector<std::wstring>{L"waveOut 0", L"waveOut 1", L"waveOut 1", L"waveOut 2", L"waveOut 2",
+                                         L"waveOut 3", L"waveOut 3"}),
+              objectsOf(simulated, L"waveOutMessage"));
+    EXPECT_EQ(0u, simulated.calls().count(L"waveInMessage"));
+    EXPECT_TRUE(log.contains("waveMessage returns an error 1", 3)) << log.dump();
+    EXPECT_TRUE(log.contains(" has wave id = 3", 2)) << log.dump();
+
+    // The capture endpoint is looked for among the inputs only, where no
+    // device reports its id.
+    simulated.calls().clear();
+    EXPECT_EQ(kNoLegacyDevice, AudioDevice(endpoint(kCapture)).waveLegacyDeviceID());
+    EXPECT_EQ(0u, simulated.calls().count(L"waveOutMessage"));
+    EXPECT_EQ(2u, simulated.calls().count(L"waveInMessage"));
+
+    // With no input device at all, no message is sent.
+    simulated.setState(otherInput, DEVICE_STATE_DISABLED);
+    simulated.calls().clear();
+    EXPECT_EQ(kNoLegacyDevice, AudioDevice(endpoint(kCapture)).waveLegacyDeviceID());
+    EXPECT_EQ(1u, simulated.calls().count(L"waveInGetNumDevs"));
+    EXPECT_EQ(0u, simulated.calls().count(L"waveInMessage"));
 }
 
-TEST_F(LegacyWave, AnEndpointWithoutWaveNumberOpensTheWaveMapper) {
+// An endpoint without a wave device opens the mapper, which stands for the
+// flow's default endpoint: the sound goes there, not to the endpoint asked
+// for.
+TEST_F(LegacyWaveTest, AnEndpointWithoutWaveDeviceStreamsOnTheDefaultEndpointThroughTheMapper) {
+    audiosim::MachineDescription description;
+    description.addEndpoint(eRender, kRender);
+    description.addEndpoint(eCapture, kCapture);
+    waveEndpoint(description, eRender, kOtherRender, 0);
+    waveEndpoint(description, eCapture, kOtherCapture, 0).stream.captureSource.kind = audiosim::CaptureSource::Tone;
+    description.setDefaultForAllRoles(eRender, kOtherRender);
+    description.setDefaultForAllRoles(eCapture, kOtherCapture);
+    audiosim::Machine& simulated = install(audiosim::Machine(description));
+    ATL::CComPtr<IMMDevice> render = endpoint(kRender);
+    ATL::CComPtr<IMMDevice> capture = endpoint(kCapture);
+    auto tone = ClientBuffer::tone(0.1, 1000.0, 0.5);
+    auto recording = ClientBuffer::silence(0.1);
     LogCapture log;
-    WaveDrivers drivers({L"{0.0.0.00000000}.{other}"}, {L"{0.0.1.00000000}.{other}"});
-    Pcm pcm(0.1);
+
     libSonvane::AudioRendererLegacyWave renderer;
-    libSonvane::AudioCaptureLegacyWave capture;
-    EXPECT_TRUE(renderer.initialize(m_render, &pcm.buffer)) << log.dump();
-    EXPECT_TRUE(capture.initialize(m_capture, &pcm.buffer)) << log.dump();
-    EXPECT_EQ(std::vector<UINT>{WAVE_MAPPER}, drivers.openedOutputs());
-    EXPECT_EQ(std::vector<UINT>{WAVE_MAPPER}, drivers.openedInputs());
+    libSonvane::AudioCaptureLegacyWave recorder;
+    ASSERT_TRUE(renderer.initialize(render, &tone->buffer)) << log.dump();
+    ASSERT_TRUE(recorder.initialize(capture, &recording->buffer)) << log.dump();
+    EXPECT_EQ(std::vector<std::wstring>{L"waveOut mapper"}, objectsOf(simulated, L"waveOutOpen"));
+    EXPECT_EQ(std::vector<std::wstring>{L"waveIn mapper"}, objectsOf(simulated, L"waveInOpen"));
 
-    EXPECT_FALSE(renderer.initialize(nullptr, &pcm.buffer));
-    EXPECT_FALSE(renderer.initialize(m_render, nullptr));
+    ASSERT_TRUE(renderer.play(libSonvane::AudioRenderer::PlayOnce));
+    ASSERT_TRUE(recorder.start());
+    waitUntilPlayed(renderer);
+    waitUntilRecorded(recorder);
+    EXPECT_TRUE(renderer.stop());
+    EXPECT_TRUE(recorder.stop());
+    EXPECT_EQ(tone->frames() * kChannels, simulated.renderedSamples(kOtherRender).size());
+    EXPECT_TRUE(simulated.renderedSamples(kRender).empty());
+    const pcmanalysis::Signal left =
+        pcmanalysis::channelOf16(recording->samples.data(), recording->frames(), kChannels, 0);
+    EXPECT_NEAR(1000.0, pcmanalysis::analyseTone(left, kRate, 1000.0, 0.01, 5.0).frequency, 1.0);
+
+    // Missing arguments open nothing.
+    EXPECT_FALSE(renderer.initialize(nullptr, &tone->buffer));
+    EXPECT_FALSE(renderer.initialize(render, nullptr));
     EXPECT_EQ(2u, log.count("Invalid parameter passed to the function", 3));
-    EXPECT_FALSE(capture.initialize(m_capture, nullptr));
+    EXPECT_FALSE(recorder.initialize(capture, nullptr));
     EXPECT_TRUE(log.contains("Storage pointer is NULL", 3));
+    EXPECT_EQ(1u, simulated.calls().count(L"waveOutOpen"));
+    EXPECT_EQ(1u, simulated.calls().count(L"waveInOpen"));
     EXPECT_EQ(AUDCLNT_SHAREMODE_SHARED, renderer.shareMode());
-    EXPECT_EQ(AUDCLNT_SHAREMODE_SHARED, capture.shareMode());
+    EXPECT_EQ(AUDCLNT_SHAREMODE_SHARED, recorder.shareMode());
 }
 
-// Any flags but PlayLoop play once, PlayRewind included; a run ends when
-// the device hands the header back.
-TEST_F(LegacyWave, OnlyPlayLoopLoops) {
+// Any flags but PlayLoop play the sound once, PlayRewind included; a run
+// ends when the device gives the block back. PlayLoop plays on until stop.
+TEST_F(LegacyWaveTest, OnlyPlayLoopLoops) {
+    audiosim::Machine& simulated = install(waveMachine());
+    auto tone = ClientBuffer::tone(0.1, 1000.0, 0.5);
+    const size_t onePass = tone->frames() * kChannels;
     LogCapture log;
-    WaveDrivers drivers({renderId}, {});
-    Pcm pcm(0.1);
     libSonvane::AudioRendererLegacyWave renderer;
-    ASSERT_TRUE(renderer.initialize(m_render, &pcm.buffer)) << log.dump();
+    ASSERT_TRUE(renderer.initialize(endpoint(kRender), &tone->buffer)) << log.dump();
 
-    for (unsigned int flags : {1u, 4u, 0u, 2u}) {
+    for (unsigned int flags : {1u, 4u, 0u}) {
         SCOPED_TRACE(flags);
-        bool const loops = flags == libSonvane::AudioRenderer::PlayLoop;
+        simulated.clearRendered(kRender);
         ASSERT_TRUE(renderer.play(flags)) << log.dump();
-        waitFor([&] { return drivers.hasQueuedHeader(); });
-        EXPECT_EQ(loops ? 0xFFFFFFFFu : 0u, drivers.queuedLoops());
-        EXPECT_EQ(loops, (drivers.queuedFlags() & WHDR_BEGINLOOP) != 0);
-        EXPECT_TRUE(renderer.isStillPlaying());
-        if (!loops) {
-            drivers.finishQueued();
-            waitFor([&] { return !renderer.isStillPlaying(); });
-        }
+        waitUntilPlayed(renderer);
         EXPECT_TRUE(renderer.stop()) << log.dump();
-        EXPECT_FALSE(drivers.hasQueuedHeader());
+        EXPECT_EQ(onePass, simulated.renderedSamples(kRender).size());
     }
-    EXPECT_EQ(1u, renderer.compatibleFormat().size());
+
+    simulated.clearRendered(kRender);
+    ASSERT_TRUE(renderer.play(libSonvane::AudioRenderer::PlayLoop)) << log.dump();
+    waitFor([&] { return simulated.renderedSamples(kRender).size() > 2 * onePass; });
+    EXPECT_TRUE(renderer.isStillPlaying());
+    const size_t resets = simulated.calls().count(L"waveOutReset");
+    EXPECT_TRUE(renderer.stop()) << log.dump();
+    EXPECT_LT(resets, simulated.calls().count(L"waveOutReset"));
+    EXPECT_FALSE(renderer.isStillPlaying());
+    EXPECT_EQ(MMSYSERR_NOERROR, simulated.calls().of(L"waveOutUnprepareHeader").back().result);
+
+    // The one format the legacy renderer offers, whatever the device.
+    ASSERT_EQ(1u, renderer.compatibleFormat().size());
     EXPECT_EQ(44100u, renderer.compatibleFormat()[0].nSamplesPerSec);
 }
 
 // The host's stop request ends the playback worker with 128 and leaves the
 // device playing until the client stops; stop then answers false.
-TEST_F(LegacyWave, AUserStopEndsPlaybackButNotTheDevice) {
+TEST_F(LegacyWaveTest, AUserStopEndsPlaybackButNotTheDevice) {
+    audiosim::Machine& simulated = install(waveMachine());
+    auto tone = ClientBuffer::tone(0.1, 1000.0, 0.5);
     LogCapture log;
-    WaveDrivers drivers({renderId}, {});
-    Pcm pcm(0.1);
     libSonvane::AudioRendererLegacyWave renderer;
-    ASSERT_TRUE(renderer.initialize(m_render, &pcm.buffer));
+    ASSERT_TRUE(renderer.initialize(endpoint(kRender), &tone->buffer));
     ASSERT_TRUE(renderer.play(libSonvane::AudioRenderer::PlayLoop));
-    waitFor([&] { return drivers.hasQueuedHeader(); });
+    waitFor([&] { return !simulated.renderedSamples(kRender).empty(); });
 
     brel5::DiagModule::requestStop();
     waitFor([&] { return !renderer.isStillPlaying(); });
     brel5::DiagModule::clearStop();
     EXPECT_TRUE(log.contains("User aborted playback", 3));
-    EXPECT_TRUE(drivers.hasQueuedHeader());
+    EXPECT_EQ(0u, simulated.calls().count(L"waveOutReset"));
+    const size_t played = simulated.renderedSamples(kRender).size();
+    waitFor([&] { return simulated.renderedSamples(kRender).size() > played; });
 
     EXPECT_FALSE(renderer.stop());
     EXPECT_TRUE(log.contains("Thread exit code 128", 1));
-    EXPECT_FALSE(drivers.hasQueuedHeader());
+    EXPECT_EQ(1u, simulated.calls().count(L"waveOutReset"));
+    // The block came back from the device, so it could be unprepared.
+    ASSERT_FALSE(simulated.calls().of(L"waveOutUnprepareHeader").empty());
+    EXPECT_EQ(MMSYSERR_NOERROR, simulated.calls().of(L"waveOutUnprepareHeader").back().result);
 }
 
-TEST_F(LegacyWave, ADeviceThatWillNotStartEndsEitherWorkerWithMinusOne) {
+// A device that delivers nothing: the worker gives up at 140% of the
+// buffer's length (139 ms for a tenth of a second, the product being
+// truncated) with 128, the device keeps the block until stop, and the
+// recording counts as going on until then. The limit only ever shrinks at
+// start; setTimeout raises it again.
+TEST_F(LegacyWaveTest, ARecordingEndsAtTheHardTimeOut) {
+    audiosim::Machine& simulated = install(waveMachine());
+    simulated.setClockSpeed(0.0);
+    auto tenth = ClientBuffer::silence(0.1);
+    auto second = ClientBuffer::silence(1.0);
     LogCapture log;
-    WaveDrivers drivers({renderId}, {captureId});
-    drivers.fail("outPrepareHeader", MMSYSERR_ERROR);
-    drivers.fail("inPrepareHeader", MMSYSERR_ERROR);
-    Pcm pcm(0.1);
-    libSonvane::AudioRendererLegacyWave renderer;
     libSonvane::AudioCaptureLegacyWave capture;
-    ASSERT_TRUE(renderer.initialize(m_render, &pcm.buffer));
-    ASSERT_TRUE(capture.initialize(m_capture, &pcm.buffer));
-
-    EXPECT_TRUE(renderer.play(libSonvane::AudioRenderer::PlayOnce));
-    EXPECT_TRUE(capture.start());
-    EXPECT_FALSE(renderer.stop());
-    EXPECT_TRUE(log.contains("Thread exit code -1", 1));
-    EXPECT_TRUE(capture.stop());
-    EXPECT_EQ(-1, capture.threadExitCode());
-    EXPECT_EQ(2u, log.count("Unable to start recording", 3));
-}
-
-// A device that never hands the header back: the worker gives up at 140% of
-// the buffer's length (139 ms for a tenth of a second, the product being
-// truncated) with 128, the device keeps the header until stop, and
-// the recording counts as going on until then. The limit only ever shrinks
-// at start; setTimeout raises it again.
-TEST_F(LegacyWave, ARecordingEndsAtTheHardTimeOut) {
-    LogCapture log;
-    WaveDrivers drivers({}, {captureId});
-    Pcm tenth(0.1);
-    Pcm second(1.0);
-    libSonvane::AudioCaptureLegacyWave capture;
-    ASSERT_TRUE(capture.initialize(m_capture, &tenth.buffer));
+    ASSERT_TRUE(capture.initialize(endpoint(kCapture), &tenth->buffer));
 
     orv::Stopwatch const watch;
     ASSERT_TRUE(capture.start());
@@ -207,24 +241,37 @@ TEST_F(LegacyWave, ARecordingEndsAtTheHardTimeOut) {
     EXPECT_GE(watch.getElapsedMilliseconds(), 139u);
     EXPECT_TRUE(log.contains("Waiting for recording to finish. Hard timeout = 139 ms.", 1));
     EXPECT_TRUE(capture.isStillRecording());
-    EXPECT_TRUE(drivers.hasQueuedHeader());
+    EXPECT_EQ(0u, simulated.calls().count(L"waveInStop"));
     EXPECT_EQ(0, capture.threadExitCode()) << "the code is collected by stop only";
     EXPECT_TRUE(capture.stop());
     EXPECT_EQ(128, capture.threadExitCode());
     EXPECT_FALSE(capture.isStillRecording());
 
-    auto const recordOnce = [&](char const* limitLine) {
-        log.clear();
-        ASSERT_TRUE(capture.start());
-        waitFor([&] { return drivers.hasQueuedHeader() && log.contains("Hard timeout = "); });
-        EXPECT_TRUE(log.contains(limitLine, 1)) << log.dump();
-        drivers.finishQueued();
-        waitFor([&] { return !capture.isStillRecording(); });
-        EXPECT_TRUE(capture.stop());
-        EXPECT_EQ(0, capture.threadExitCode());
-    };
-    ASSERT_TRUE(capture.initialize(m_capture, &second.buffer));
-    recordOnce("Hard timeout = 139 ms.");
+    // A second of buffer keeps the limit of the tenth.
+    ASSERT_TRUE(capture.initialize(endpoint(kCapture), &second->buffer));
+    log.clear();
+    ASSERT_TRUE(capture.start());
+    waitFor([&] { return log.contains("Leaving AudioCaptureLegacyWave::record"); });
+    EXPECT_TRUE(log.contains("Hard timeout = 139 ms.", 1)) << log.dump();
+    EXPECT_TRUE(capture.stop());
+    EXPECT_EQ(128, capture.threadExitCode());
+
+    // Raised again, the limit is 140% of the second, and a device four
+    // times as fast as real time fills the buffer well within it.
     capture.setTimeout(100000);
-    recordOnce("Hard timeout = 1400 ms.");
+    simulated.setClockSpeed(4.0);
+    log.clear();
+    ASSERT_TRUE(capture.start());
+    waitUntilRecorded(capture);
+    EXPECT_TRUE(log.contains("Hard timeout = 1400 ms.", 1)) << log.dump();
+    EXPECT_TRUE(capture.stop());
+    EXPECT_EQ(0, capture.threadExitCode());
+    const pcmanalysis::Signal left =
+        pcmanalysis::channelOf16(second->samples.data(), second->frames(), kChannels, 0);
+    const pcmanalysis::ToneReport report = pcmanalysis::analyseTone(left, kRate, 1000.0, 0.01, 5.0);
+    EXPECT_NEAR(1000.0, report.frequency, 1.0);
+    EXPECT_NEAR(1.0, report.span.size() / static_cast<double>(kRate), 0.01);
 }
+
+}  // namespace
+}  // namespace streams

@@ -6,8 +6,6 @@ const wchar_t speakersId[] = L"{0.0.0.00000000}.{7a3c0001-0000-4000-8000-0000000
 const wchar_t microphoneId[] = L"{0.0.1.00000000}.{7a3c0001-0000-4000-8000-000000000002}";
 const wchar_t unpluggedId[] = L"{0.0.0.00000000}.{7a3c0001-0000-4000-8000-000000000003}";
 const wchar_t bareId[] = L"{0.0.0.00000000}.{7a3c0001-0000-4000-8000-000000000004}";
-const wchar_t renderId[] = L"{0.0.0.00000000}.{7a3c0002-0000-4000-8000-000000000001}";
-const wchar_t captureId[] = L"{0.0.1.00000000}.{7a3c0002-0000-4000-8000-000000000002}";
 
 namespace {
 
@@ -64,14 +62,6 @@ audiosim::Machine jackMachine() {
 
     unplugged.ensureTopology().addConnector(audiosim::Part::connector(L"Nowhere", Software_IO, In));
     unplugged.ensureTopology().addConnector(audiosim::Part::connector(L"Nowhere either", Software_IO, In));
-    return audiosim::Machine(description);
-}
-
-audiosim::Machine streamMachine() {
-    audiosim::MachineDescription description;
-    description.name = L"streams";
-    description.addEndpoint(eRender, renderId);
-    description.addEndpoint(eCapture, captureId);
     return audiosim::Machine(description);
 }
 

@@ -22,12 +22,6 @@ extern const wchar_t unpluggedId[];
 extern const wchar_t bareId[];
 audiosim::Machine jackMachine();
 
-// One active render endpoint (renderId) and one active capture endpoint
-// (captureId), no topology.
-extern const wchar_t renderId[];
-extern const wchar_t captureId[];
-audiosim::Machine streamMachine();
-
 // The machine's device of that id; null when it has none.
 ATL::CComPtr<IMMDevice> simulatedDevice(audiosim::Machine& machine, std::wstring const& id);
 
