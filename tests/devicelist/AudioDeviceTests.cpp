@@ -239,5 +239,92 @@ TEST_F(AudioDeviceTest, CompatibleFormatsWithoutAnAudioClientIsEmptyWithTwoError
     EXPECT_TRUE(log.contains("AudioDevice has not been initialized correctly", 3)) << log.dump();
 }
 
+// A refused write changes nothing and says so. A refused commit is not
+// looked at: the device reads back what the machine still holds. A store
+// that cannot be reopened leaves the device without one, so the next
+// setFormat stops at once, and what was written before stays on the
+// machine. Nothing is tried twice, not by the destructor either.
+TEST_F(AudioDeviceTest, SetFormatStopsAtARefusedWriteOrReopenAndOverlooksARefusedCommit) {
+    audiosim::Machine& simulated = installCodec();
+    audiosim::Faults& faults = simulated.faults();
+    std::vector<BYTE> const original = bytesOf(stereoAt(48000));
+    WAVEFORMATEXTENSIBLE const changed = stereoAt(44100);
+    LogCapture log;
+    {
+        AudioDevice speakers(endpoint(kSpeakers));
+        size_t const refusedWrite = faults.add(audiosim::Fault::on(L"IPropertyStore::SetValue", STG_E_ACCESSDENIED));
+        EXPECT_FALSE(speakers.setFormat(changed));
+        EXPECT_TRUE(log.contains("IPropertyStore::SetValue failed 0x80030005", 3)) << log.dump();
+        EXPECT_EQ(0u, simulated.calls().count(L"IPropertyStore::Commit"));
+        EXPECT_EQ(original, bytesOf(speakers.deviceProperty().deviceFormat));
+        faults.remove(refusedWrite);
+
+        log.clear();
+        size_t const refusedCommit = faults.add(audiosim::Fault::on(L"IPropertyStore::Commit", E_FAIL));
+        EXPECT_TRUE(speakers.setFormat(changed));
+        EXPECT_EQ(1u, faults.fired(refusedCommit));
+        EXPECT_EQ(original, storedFormat(kSpeakers));
+        EXPECT_EQ(original, bytesOf(speakers.deviceProperty().deviceFormat));
+        EXPECT_EQ(0u, log.count("", 3)) << log.dump();
+        faults.remove(refusedCommit);
+
+        ASSERT_TRUE(speakers.setFormat(changed));
+        faults.add(audiosim::Fault::on(L"IPropertyStore::SetValue", E_FAIL));
+        simulated.calls().clear();
+    }
+    EXPECT_EQ(1u, simulated.calls().count(L"IPropertyStore::SetValue")) << "the destructor tries once";
+    EXPECT_EQ(bytesOf(changed), storedFormat(kSpeakers));
+    faults.clear();
+
+    log.clear();
+    {
+        AudioDevice speakers(endpoint(kSpeakers));
+        faults.add(audiosim::Fault::on(L"IMMDevice::OpenPropertyStore", E_OUTOFMEMORY).at(kSpeakers));
+        EXPECT_FALSE(speakers.setFormat(stereoAt(48000)));
+        EXPECT_TRUE(log.contains("Cannot open a new property store 0x8007000E", 3)) << log.dump();
+        EXPECT_EQ(original, storedFormat(kSpeakers)) << "written and committed before the reopen";
+        EXPECT_EQ(bytesOf(changed), bytesOf(speakers.deviceProperty().deviceFormat)) << "but never read back";
+        EXPECT_FALSE(speakers.setFormat(changed));
+        EXPECT_TRUE(log.contains("m_propertyStore is not set to a valid property store instance", 3)) << log.dump();
+        simulated.calls().clear();
+    }
+    EXPECT_EQ(0u, simulated.calls().count(L"IPropertyStore::SetValue"))
+        << "the record still matches its snapshot, so nothing is put back";
+    EXPECT_EQ(original, storedFormat(kSpeakers));
+}
+
+// A device that refuses its endpoint interface is read all the same, but as
+// no endpoint: no node type, no volume control, no flow, not a default, no
+// legacy number. A flow that cannot be read is not looked at: dataFlow
+// answers true and leaves the caller's value as it was.
+TEST_F(AudioDeviceTest, RefusedEndpointInterfaceOrDataFlow) {
+    audiosim::Machine& simulated = installCodec();
+    simulated.faults().add(audiosim::Fault::on(L"IMMDevice::QueryInterface", E_FAIL).at(kSpeakers));
+    LogCapture log;
+    AudioDevice speakers(endpoint(kSpeakers));
+    ASSERT_TRUE(speakers.isInitialized());
+    EXPECT_TRUE(speakers.deviceProperty().endpointType == L"Speakers");
+    EXPECT_TRUE(log.contains("QueryInterface for IMMEndpoint failed 0x80004005", 3)) << log.dump();
+    EXPECT_EQ(0u, simulated.calls().count(L"IConnector::GetConnectedTo")) << "no node type is looked for";
+    EXPECT_TRUE(IsEqualGUID(GUID_NULL, speakers.deviceProperty().nodeGuid));
+    EXPECT_TRUE(speakers.volumeControl().isNil());
+    EXPECT_TRUE(log.contains("Not implemented. Subunits don't always have a volume controller", 2)) << log.dump();
+
+    EDataFlow flow = eCapture;
+    EXPECT_FALSE(speakers.dataFlow(flow));
+    EXPECT_FALSE(speakers.isDefaultEndpoint());
+    EXPECT_TRUE(log.contains("QueryInterface returns 0x80004005", 3)) << log.dump();
+    EXPECT_EQ(0xFFFFFFFFu, speakers.waveLegacyDeviceID());
+    EXPECT_TRUE(log.contains("Audio stream flow cannot be determined", 3)) << log.dump();
+
+    simulated.faults().add(audiosim::Fault::on(L"IMMEndpoint::GetDataFlow", E_FAIL).at(kMicrophone));
+    AudioDevice microphone(endpoint(kMicrophone));
+    flow = eRender;
+    EXPECT_TRUE(microphone.dataFlow(flow));
+    EXPECT_EQ(eRender, flow);
+    EXPECT_FALSE(microphone.isDefaultEndpoint());
+    EXPECT_TRUE(log.contains("GetDataFlow returns 0x80004005", 3)) << log.dump();
+}
+
 }  // namespace
 }  // namespace devicelist

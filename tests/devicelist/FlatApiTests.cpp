@@ -5,6 +5,8 @@
 
 #include <LogCapture.h>
 
+#include <audiosim/Faults.h>
+
 namespace devicelist {
 namespace {
 
@@ -119,6 +121,27 @@ TEST_F(FlatApi, UnreadableKeysAndStoresLeaveEmptyFieldsAndTheDevicesListed) {
     EXPECT_TRUE(log.contains("IPropertyStore::GetValue failed 0x80070005", 3)) << log.dump();
     EXPECT_TRUE(log.contains("Cannot get PKEY_AudioEndpoint_Supports_EventDriven_Mode", 2)) << log.dump();
     EXPECT_EQ(L"Realtek Audio", descriptionAt(true, 2)) << "the keys after a refused one are still read";
+}
+
+// The count is preset to none, so a refused count lists nothing; an empty
+// list is not kept, and the next query asks the platform again. The count's
+// result is not looked at: a count delivered with a failure is used.
+TEST_F(FlatApi, RefusedCountListsNothingUntilTheNextQueryAsksAgain) {
+    audiosim::Machine& simulated = installFourStates();
+    simulated.faults().add(audiosim::Fault::on(L"IMMDeviceCollection::GetCount", E_FAIL).onCall(1));
+    simulated.faults().add(audiosim::Fault::on(L"IMMDeviceCollection::GetCount", E_FAIL)
+                               .onCall(3)
+                               .withOut(audiosim::OutPointer::Set));
+    ASSERT_TRUE(initialize());
+
+    LogCapture log;
+    EXPECT_EQ(0u, numDevices(true));
+    EXPECT_TRUE(log.contains("Found 0 devices", 2)) << log.dump();
+    EXPECT_EQ(kSpeakers, idAt(true, 0));
+    EXPECT_EQ(4u, numDevices(true));
+    EXPECT_EQ(1u, numDevices(false));
+    EXPECT_EQ(L"Webcam", descriptionAt(false, 0));
+    EXPECT_EQ(3u, simulated.calls().count(L"IMMDeviceEnumerator::EnumAudioEndpoints"));
 }
 
 TEST_F(FlatApi, InitializeAndTearDownInAnyNumberAndAfterAFailedCreation) {
