@@ -24,16 +24,15 @@ std::vector<GridFormat> gridOf(orv::Array<WAVEFORMATEX> const& formats) {
 class DeviceServiceTest : public StreamMachineTest {};
 
 TEST_F(DeviceServiceTest, CompatibleFormatsAreTheAcceptedGridFormatsInGridOrder) {
-    audiosim::MachineDescription description =
-        audiosim::Machine::fromFile(machineFile("laptop.json")).description();
+    audiosim::MachineDescription description = shippedDescription("laptop.json");
     // Listed out of order, with one format outside the grid.
     description.find(kSpeakers)->stream.exclusiveFormats = {
         {2, 24, 44100}, {1, 16, 48000}, {2, 16, 96000}, {2, 32, 48000}, {1, 24, 96000}};
-    install(audiosim::Machine(description));
+    installLaptop(description);
 
-    AudioDevice speakers(endpoint(kSpeakers));
+    AudioDevice device(speakers);
     orv::Array<WAVEFORMATEX> formats;
-    EXPECT_EQ(4u, speakers.compatibleFormats(formats, AUDCLNT_SHAREMODE_EXCLUSIVE));
+    EXPECT_EQ(4u, device.compatibleFormats(formats, AUDCLNT_SHAREMODE_EXCLUSIVE));
     const std::vector<GridFormat> expected{{1, 16, 48000}, {1, 24, 96000}, {2, 16, 96000}, {2, 24, 44100}};
     EXPECT_EQ(expected, gridOf(formats));
     ASSERT_EQ(4u, formats.size());
@@ -43,15 +42,14 @@ TEST_F(DeviceServiceTest, CompatibleFormatsAreTheAcceptedGridFormatsInGridOrder)
 
     // In shared mode every grid format is converted from the float mix
     // format, so the engine answers each with a closest match: none is kept.
-    EXPECT_EQ(0u, speakers.compatibleFormats(formats, AUDCLNT_SHAREMODE_SHARED));
+    EXPECT_EQ(0u, device.compatibleFormats(formats, AUDCLNT_SHAREMODE_SHARED));
 
     // 2 channels of 16 bits at 48 kHz are not among them: the renderer does
     // not open, says why, and still probes the grid on the client it got.
     auto tone = ClientBuffer::tone(0.1, 1000.0, 0.5);
-    ATL::CComPtr<IMMDevice> device = endpoint(kSpeakers);
     libSonvane::AudioRendererEx renderer;
     LogCapture log;
-    EXPECT_FALSE(renderer.initialize(device, &tone->buffer));
+    EXPECT_FALSE(renderer.initialize(speakers, &tone->buffer));
     EXPECT_TRUE(log.contains("Format requested is not supported 0x88890008", 4)) << log.dump();
     EXPECT_EQ(expected, gridOf(renderer.compatibleFormat()));
 }

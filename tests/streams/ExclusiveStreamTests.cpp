@@ -4,8 +4,6 @@
 // loopback and comes back as sent.
 #include "StreamMachine.h"
 
-#include <analysis/SignalAnalysis.h>
-
 #include <cmath>
 #include <audioclient.h>
 
@@ -45,9 +43,8 @@ std::vector<std::string> halvings(const char* flags, long long from, long long d
 class ExclusiveStreamTest : public StreamMachineTest {};
 
 TEST_F(ExclusiveStreamTest, RendererAsksForTheWholeSoundAndHalvesOnEveryRefusalDownToTheDefaultPeriod) {
-    audiosim::Machine& simulated = installShipped("laptop.json");
+    audiosim::Machine& simulated = installLaptop();
     auto tone = ClientBuffer::tone(1.0, 1000.0, 0.5);
-    ATL::CComPtr<IMMDevice> speakers = endpoint(kSpeakers);
     {
         libSonvane::AudioRendererEx renderer;
         // The laptop takes at most half a second.
@@ -76,11 +73,9 @@ TEST_F(ExclusiveStreamTest, RendererAsksForTheWholeSoundAndHalvesOnEveryRefusalD
 }
 
 TEST_F(ExclusiveStreamTest, CaptureTriesEventModeFirstAndHalvesOnTheSizeRefusalsOnly) {
-    audiosim::MachineDescription description =
-        audiosim::Machine::fromFile(machineFile("laptop.json")).description();
-    audiosim::Machine& simulated = install(audiosim::Machine(description));
+    audiosim::MachineDescription description = shippedDescription("laptop.json");
+    audiosim::Machine& simulated = installLaptop(description);
     auto recording = ClientBuffer::silence(0.5);
-    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
     {
         libSonvane::AudioCaptureEx capture;
         ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
@@ -91,8 +86,7 @@ TEST_F(ExclusiveStreamTest, CaptureTriesEventModeFirstAndHalvesOnTheSizeRefusals
     // A driver that answers a size error the capture does not halve on: one
     // try in event mode, one plain, and no stream.
     description.find(kMicArray)->stream.bufferRefusal = kBufferSizeError;
-    audiosim::Machine& strict = install(audiosim::Machine(description));
-    microphone = endpoint(kMicArray);
+    audiosim::Machine& strict = installLaptop(description);
     libSonvane::AudioCaptureEx capture;
     LogCapture log;
     EXPECT_FALSE(capture.initialize(microphone, &recording->buffer));
@@ -101,13 +95,11 @@ TEST_F(ExclusiveStreamTest, CaptureTriesEventModeFirstAndHalvesOnTheSizeRefusals
 }
 
 TEST_F(ExclusiveStreamTest, RefusedServiceStartAndBufferEndTheStreamsAsDesigned) {
-    audiosim::Machine& simulated = installShipped("laptop.json");
+    audiosim::Machine& simulated = installLaptop();
     // Longer than the half second the device buffer can hold, so that the
     // renderer delivers more than once.
     auto tone = ClientBuffer::tone(1.0, 1000.0, 0.5);
     auto recording = ClientBuffer::silence(0.2);
-    ATL::CComPtr<IMMDevice> speakers = endpoint(kSpeakers);
-    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
     libSonvane::AudioRendererEx renderer;
     libSonvane::AudioCaptureEx capture;
     ASSERT_TRUE(renderer.initialize(speakers, &tone->buffer));
@@ -160,10 +152,8 @@ TEST_F(ExclusiveStreamTest, RefusedServiceStartAndBufferEndTheStreamsAsDesigned)
 }
 
 TEST_F(ExclusiveStreamTest, CaptureOfAFullBufferOrOfAPacketBiggerThanTheRoomLeft) {
-    audiosim::MachineDescription description =
-        audiosim::Machine::fromFile(machineFile("laptop.json")).description();
-    audiosim::Machine& simulated = install(audiosim::Machine(description));
-    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
+    audiosim::MachineDescription description = shippedDescription("laptop.json");
+    audiosim::Machine& simulated = installLaptop(description);
 
     // Event mode: the worker waits for one packet, which has no room, drops
     // it, and ends.
@@ -194,8 +184,7 @@ TEST_F(ExclusiveStreamTest, CaptureOfAFullBufferOrOfAPacketBiggerThanTheRoomLeft
     // Polled: with no event mode the worker sees the full buffer and ends
     // without asking for a packet.
     description.find(kMicArray)->stream.eventDriven = false;
-    audiosim::Machine& polled = install(audiosim::Machine(description));
-    microphone = endpoint(kMicArray);
+    audiosim::Machine& polled = installLaptop(description);
     libSonvane::AudioCaptureEx plain;
     ASSERT_TRUE(plain.initialize(microphone, &full->buffer));
     ASSERT_TRUE(plain.start());
@@ -206,11 +195,9 @@ TEST_F(ExclusiveStreamTest, CaptureOfAFullBufferOrOfAPacketBiggerThanTheRoomLeft
 
 TEST_F(ExclusiveStreamTest, UnexaminedResultsLeaveTheStreamsRunningAndExaminedOnesStopThem) {
     using audiosim::OutPointer;
-    audiosim::Machine& simulated = installShipped("laptop.json");
+    audiosim::Machine& simulated = installLaptop();
     auto tone = ClientBuffer::tone(1.0, 1000.0, 0.5);
     auto recording = ClientBuffer::silence(0.2);
-    ATL::CComPtr<IMMDevice> speakers = endpoint(kSpeakers);
-    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
 
     // Calls whose answers the streams do not look at fail after doing their
     // work: both streams run to their end all the same.
@@ -293,9 +280,8 @@ TEST_F(ExclusiveStreamTest, UnexaminedResultsLeaveTheStreamsRunningAndExaminedOn
 }
 
 TEST_F(ExclusiveStreamTest, EventWorkerEndsWith258WhenTheDeviceStopsSignalling) {
-    audiosim::Machine& simulated = installShipped("laptop.json");
+    audiosim::Machine& simulated = installLaptop();
     auto recording = ClientBuffer::silence(0.5);
-    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
     libSonvane::AudioCaptureEx capture;
     ASSERT_TRUE(capture.initialize(microphone, &recording->buffer));
     simulated.setClockSpeed(0.0);
@@ -321,21 +307,9 @@ TEST_F(ExclusiveStreamTest, AToneRenderedOnTheCableIsRecordedBackAsSent) {
     ASSERT_TRUE(capture.initialize(output, &recording->buffer));
     ASSERT_TRUE(renderer.initialize(input, &tone->buffer));
 
-    ASSERT_TRUE(capture.start());
-    ASSERT_TRUE(renderer.play(1));
-    waitUntilPlayed(renderer);
-    EXPECT_TRUE(renderer.stop());
-    waitUntilRecorded(capture);
-    EXPECT_EQ(0, capture.threadExitCode());
+    playIntoRecording(renderer, capture);
     EXPECT_EQ(recording->buffer.size, recording->buffer.writePosition);
-
-    const pcmanalysis::Signal left = pcmanalysis::channelOf16(recording->samples.data(), recording->frames(), kChannels, 0);
-    const pcmanalysis::ToneReport report = pcmanalysis::analyseTone(left, kRate, 1000.0, 0.01, 20.0);
-    ASSERT_TRUE(report.found);
-    EXPECT_NEAR(1000.0, report.frequency, 1.0);
-    EXPECT_NEAR(20.0 * std::log10(0.5 / std::sqrt(2.0)), report.levelDb, 1.0);
-    EXPECT_LT(report.longestGapMs, 5.0);
-    EXPECT_NEAR(1.0, report.span.size() / static_cast<double>(kRate), 0.01);
+    expectTone(*recording, 1000.0, 0.5, 1.0);
     // The machine kept the sound as the renderer sent it. The drain before
     // the client stops is slept in whole milliseconds, truncated, so up to a
     // millisecond of the end may go unplayed.

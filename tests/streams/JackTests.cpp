@@ -1,12 +1,8 @@
 // The jack descriptions of an endpoint come from the first of its
 // connectors whose far side offers a jack interface, and from no other.
-#include "SimulatedEndpoints.h"
+#include "StreamMachine.h"
 
-#include <LogCapture.h>
-#include <gtest/gtest.h>
-
-using namespace streamtests;
-
+namespace streams {
 namespace {
 
 size_t linesAbove(LogCapture const& log, int level) {
@@ -17,42 +13,42 @@ size_t linesAbove(LogCapture const& log, int level) {
     return count;
 }
 
-}  // namespace
+class JackTest : public StreamMachineTest {};
 
-TEST(Jacks, OnlyTheFirstConnectorWithAJackInterfaceIsRead) {
+TEST_F(JackTest, OnlyTheFirstConnectorWithAJackInterfaceIsRead) {
     LogCapture log;
-    audiosim::Machine machine = jackMachine();
-    AudioDevice speakers(simulatedDevice(machine, speakersId).p);
-    AudioDevice microphone(simulatedDevice(machine, microphoneId).p);
+    audiosim::Machine& simulated = install(jackMachine());
+    AudioDevice speakers(endpoint(kJackSpeakers));
+    AudioDevice microphone(endpoint(kJackMicrophone));
     orv::Array<KSJACK_DESCRIPTION> list;
 
     // The first connector's part has no jack interface; the second one's
     // two jacks are read in order, and the third connector is not visited.
-    machine.calls().clear();
+    simulated.calls().clear();
     EXPECT_EQ(2u, speakers.jackInfo(list));
     ASSERT_EQ(2u, list.size());
     EXPECT_EQ(0xFF0000u, list[0].Color);
     EXPECT_EQ(0x00FF00u, list[1].Color);
-    EXPECT_EQ(2u, machine.calls().count(L"IConnector::GetConnectedTo"));
+    EXPECT_EQ(2u, simulated.calls().count(L"IConnector::GetConnectedTo"));
 
     // A jack interface that reports no jack ends the walk all the same.
-    machine.calls().clear();
+    simulated.calls().clear();
     EXPECT_EQ(0u, microphone.jackInfo(list));
     EXPECT_EQ(0u, list.size());
-    EXPECT_EQ(1u, machine.calls().count(L"IConnector::GetConnectedTo"));
+    EXPECT_EQ(1u, simulated.calls().count(L"IConnector::GetConnectedTo"));
 
     // A description that cannot be fetched still takes its place.
-    machine.faults().add(audiosim::Fault::on(L"IKsJackDescription::GetJackDescription", E_FAIL).onCall(2));
+    simulated.faults().add(audiosim::Fault::on(L"IKsJackDescription::GetJackDescription", E_FAIL).onCall(2));
     EXPECT_EQ(2u, speakers.jackInfo(list));
     EXPECT_EQ(0xFF0000u, list[0].Color);
     EXPECT_EQ(0u, list[1].Color);
 }
 
-TEST(Jacks, NoConnectionAndNoTopologyGiveNone) {
+TEST_F(JackTest, NoConnectionAndNoTopologyGiveNone) {
     LogCapture log;
-    audiosim::Machine machine = jackMachine();
-    AudioDevice unplugged(simulatedDevice(machine, unpluggedId).p);
-    AudioDevice bare(simulatedDevice(machine, bareId).p);
+    install(jackMachine());
+    AudioDevice unplugged(endpoint(kUnplugged));
+    AudioDevice bare(endpoint(kBare));
     KSJACK_DESCRIPTION const stale = {};
     orv::Array<KSJACK_DESCRIPTION> list;
 
@@ -71,3 +67,6 @@ TEST(Jacks, NoConnectionAndNoTopologyGiveNone) {
     EXPECT_EQ(1u, list.size());
     EXPECT_TRUE(log.contains("Audio device has no topology", 3));
 }
+
+}  // namespace
+}  // namespace streams

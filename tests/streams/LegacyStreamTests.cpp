@@ -4,23 +4,16 @@
 // the virtual cable.
 #include "StreamMachine.h"
 
-#include <analysis/SignalAnalysis.h>
-
-#include <cmath>
 #include <vector>
 
 namespace streams {
 namespace {
 
-unsigned int const kNoLegacyDevice = 0xFFFFFFFFu;
-
 class LegacyStreamTest : public StreamMachineTest {};
 
 TEST_F(LegacyStreamTest, RefusedWaveCallsCostANumberFailAnOpenOrEndTheWorker) {
     using audiosim::Fault;
-    audiosim::Machine& simulated = installShipped("laptop.json");
-    ATL::CComPtr<IMMDevice> speakers = endpoint(kSpeakers);
-    ATL::CComPtr<IMMDevice> microphone = endpoint(kMicArray);
+    audiosim::Machine& simulated = installLaptop();
     auto tone = ClientBuffer::tone(0.02, 1000.0, 0.5);
     auto recording = ClientBuffer::silence(0.02);
     LogCapture log;
@@ -151,21 +144,8 @@ TEST_F(LegacyStreamTest, AToneRenderedOnTheCablesWaveDeviceIsRecordedBackAsSent)
     ASSERT_TRUE(capture.initialize(output, &recording->buffer));
     ASSERT_TRUE(renderer.initialize(input, &tone->buffer));
 
-    ASSERT_TRUE(capture.start());
-    ASSERT_TRUE(renderer.play(1));
-    waitUntilPlayed(renderer);
-    EXPECT_TRUE(renderer.stop());
-    waitUntilRecorded(capture);
-    EXPECT_TRUE(capture.stop());
-    EXPECT_EQ(0, capture.threadExitCode());
-
-    const pcmanalysis::Signal left = pcmanalysis::channelOf16(recording->samples.data(), recording->frames(), kChannels, 0);
-    const pcmanalysis::ToneReport report = pcmanalysis::analyseTone(left, kRate, 1000.0, 0.01, 20.0);
-    ASSERT_TRUE(report.found);
-    EXPECT_NEAR(1000.0, report.frequency, 1.0);
-    EXPECT_NEAR(20.0 * std::log10(0.5 / std::sqrt(2.0)), report.levelDb, 1.0);
-    EXPECT_LT(report.longestGapMs, 5.0);
-    EXPECT_NEAR(1.0, report.span.size() / static_cast<double>(kRate), 0.01);
+    playIntoRecording(renderer, capture);
+    expectTone(*recording, 1000.0, 0.5, 1.0);
 }
 
 }  // namespace

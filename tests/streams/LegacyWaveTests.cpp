@@ -4,19 +4,15 @@
 // time-out of a recording.
 #include "StreamMachine.h"
 
-#include <analysis/SignalAnalysis.h>
 #include <brel5/DiagModule.h>
 #include <orv/Stopwatch.h>
 
-#include <cmath>
 #include <cwctype>
 #include <string>
 #include <vector>
 
 namespace streams {
 namespace {
-
-unsigned int const kNoLegacyDevice = 0xFFFFFFFFu;
 
 const wchar_t kRender[] = L"{0.0.0.00000000}.{7a3c0003-0000-4000-8000-000000000001}";
 const wchar_t kCapture[] = L"{0.0.1.00000000}.{7a3c0003-0000-4000-8000-000000000002}";
@@ -136,17 +132,10 @@ TEST_F(LegacyWaveTest, AnEndpointWithoutWaveDeviceStreamsOnTheDefaultEndpointThr
     EXPECT_EQ(std::vector<std::wstring>{L"waveOut mapper"}, objectsOf(simulated, L"waveOutOpen"));
     EXPECT_EQ(std::vector<std::wstring>{L"waveIn mapper"}, objectsOf(simulated, L"waveInOpen"));
 
-    ASSERT_TRUE(renderer.play(libSonvane::AudioRenderer::PlayOnce));
-    ASSERT_TRUE(recorder.start());
-    waitUntilPlayed(renderer);
-    waitUntilRecorded(recorder);
-    EXPECT_TRUE(renderer.stop());
-    EXPECT_TRUE(recorder.stop());
+    playIntoRecording(renderer, recorder);
     EXPECT_EQ(tone->frames() * kChannels, simulated.renderedSamples(kOtherRender).size());
     EXPECT_TRUE(simulated.renderedSamples(kRender).empty());
-    const pcmanalysis::Signal left =
-        pcmanalysis::channelOf16(recording->samples.data(), recording->frames(), kChannels, 0);
-    EXPECT_NEAR(1000.0, pcmanalysis::analyseTone(left, kRate, 1000.0, 0.01, 5.0).frequency, 1.0);
+    expectTone(*recording, 1000.0, 0.5, 0.1);
 
     // Missing arguments open nothing.
     EXPECT_FALSE(renderer.initialize(nullptr, &tone->buffer));
@@ -266,11 +255,7 @@ TEST_F(LegacyWaveTest, ARecordingEndsAtTheHardTimeOut) {
     EXPECT_TRUE(log.contains("Hard timeout = 1400 ms.", 1)) << log.dump();
     EXPECT_TRUE(capture.stop());
     EXPECT_EQ(0, capture.threadExitCode());
-    const pcmanalysis::Signal left =
-        pcmanalysis::channelOf16(second->samples.data(), second->frames(), kChannels, 0);
-    const pcmanalysis::ToneReport report = pcmanalysis::analyseTone(left, kRate, 1000.0, 0.01, 5.0);
-    EXPECT_NEAR(1000.0, report.frequency, 1.0);
-    EXPECT_NEAR(1.0, report.span.size() / static_cast<double>(kRate), 0.01);
+    expectTone(*second, 1000.0, 0.5, 1.0);
 }
 
 }  // namespace

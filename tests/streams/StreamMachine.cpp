@@ -5,6 +5,7 @@
 #include <brel5/DiagModule.h>
 
 #include <atomic>
+#include <cmath>
 #include <cstdlib>
 #include <thread>
 
@@ -15,6 +16,69 @@ const wchar_t kHeadphones[] = L"{0.0.0.00000000}.{4c8e2a91-73f0-4d5b-a6e2-9f1c0b
 const wchar_t kMicArray[] = L"{0.0.1.00000000}.{9a2b6c4d-1e0f-4a73-8b5c-3d6e7f8091a3}";
 const wchar_t kCableInput[] = L"{0.0.0.00000000}.{9e3c4d5f-6071-4283-94a5-c6d7e8f90a1b}";
 const wchar_t kCableOutput[] = L"{0.0.1.00000000}.{af4d5e60-7182-4394-a5b6-d7e8f90a1b2c}";
+
+const wchar_t kJackSpeakers[] = L"{0.0.0.00000000}.{7a3c0001-0000-4000-8000-000000000001}";
+const wchar_t kJackMicrophone[] = L"{0.0.1.00000000}.{7a3c0001-0000-4000-8000-000000000002}";
+const wchar_t kUnplugged[] = L"{0.0.0.00000000}.{7a3c0001-0000-4000-8000-000000000003}";
+const wchar_t kBare[] = L"{0.0.0.00000000}.{7a3c0001-0000-4000-8000-000000000004}";
+
+namespace {
+
+const wchar_t kCodec[] = L"{2}.\\\\?\\hdaudio#func_01&ven_7a3c#1#{6994ad04-93ef-11d0-a3cc-00a0c9223196}\\etopo";
+
+KSJACK_DESCRIPTION jack(COLORREF color) {
+    KSJACK_DESCRIPTION description = {};
+    description.ChannelMapping = 3;
+    description.Color = color;
+    description.ConnectionType = eConnType3Point5mm;
+    description.GeoLocation = eGeoLocRear;
+    description.GenLocation = eGenLocPrimaryBox;
+    description.PortConnection = ePortConnJack;
+    description.IsConnected = TRUE;
+    return description;
+}
+
+// A codec connector and an endpoint connector leading to it.
+void connect(audiosim::Device& endpoint, audiosim::Topology& codec, audiosim::Part codecConnector) {
+    std::wstring const name = codecConnector.name;
+    codec.addConnector(std::move(codecConnector));
+    endpoint.ensureTopology().addConnector(
+        audiosim::Part::connector(L"To " + name, Software_IO, In).connectTo(kCodec, name));
+}
+
+}  // namespace
+
+audiosim::Machine jackMachine() {
+    audiosim::MachineDescription description;
+    description.name = L"jacks";
+    // All devices first: the description keeps them in a vector, so a
+    // reference to one lasts only until the next is added.
+    description.addEndpoint(eRender, kJackSpeakers);
+    description.addEndpoint(eCapture, kJackMicrophone);
+    description.addEndpoint(eRender, kUnplugged).state = DEVICE_STATE_UNPLUGGED;
+    description.addEndpoint(eRender, kBare);
+    description.addAdapter(kCodec, L"HDAUDIO\\FUNC_01&VEN_7A3C\\1");
+    audiosim::Device& speakers = *description.find(kJackSpeakers);
+    audiosim::Device& microphone = *description.find(kJackMicrophone);
+    audiosim::Device& unplugged = *description.find(kUnplugged);
+    audiosim::Topology& parts = description.find(kCodec)->ensureTopology();
+
+    connect(speakers, parts, audiosim::Part::connector(L"Line", Physical_External, Out));
+    connect(speakers, parts,
+            audiosim::Part::connector(L"Headphone", Physical_External, Out)
+                .withJack(jack(0xFF0000))
+                .withJack(jack(0x00FF00)));
+    connect(speakers, parts, audiosim::Part::connector(L"Speaker", Physical_External, Out).withJack(jack(0x0000FF)));
+
+    audiosim::Part noJack = audiosim::Part::connector(L"Mic in", Physical_External, In);
+    noJack.jacks.emplace();
+    connect(microphone, parts, noJack);
+    connect(microphone, parts, audiosim::Part::connector(L"Mic front", Physical_External, In).withJack(jack(0xFF00FF)));
+
+    unplugged.ensureTopology().addConnector(audiosim::Part::connector(L"Nowhere", Software_IO, In));
+    unplugged.ensureTopology().addConnector(audiosim::Part::connector(L"Nowhere either", Software_IO, In));
+    return audiosim::Machine(description);
+}
 
 WAVEFORMATEX stereo16() {
     WAVEFORMATEX format = {};
@@ -54,9 +118,15 @@ void StreamMachineTest::SetUp() {
 }
 
 void StreamMachineTest::TearDown() {
+    speakers.Release();
+    microphone.Release();
     m_installation.reset();
     m_machine.reset();
     CoUninitialize();
+}
+
+audiosim::MachineDescription StreamMachineTest::shippedDescription(char const* fileName) {
+    return audiosim::Machine::fromFile(machineFile(fileName)).description();
 }
 
 audiosim::Machine& StreamMachineTest::install(audiosim::Machine machine) {
@@ -66,8 +136,23 @@ audiosim::Machine& StreamMachineTest::install(audiosim::Machine machine) {
     return *m_machine;
 }
 
+audiosim::Machine& StreamMachineTest::install(audiosim::MachineDescription const& description) {
+    return install(audiosim::Machine(description));
+}
+
 audiosim::Machine& StreamMachineTest::installShipped(char const* fileName) {
     return install(audiosim::Machine::fromFile(machineFile(fileName)));
+}
+
+audiosim::Machine& StreamMachineTest::installLaptop() {
+    return installLaptop(shippedDescription("laptop.json"));
+}
+
+audiosim::Machine& StreamMachineTest::installLaptop(audiosim::MachineDescription const& edited) {
+    audiosim::Machine& laptop = install(edited);
+    speakers = endpoint(kSpeakers);
+    microphone = endpoint(kMicArray);
+    return laptop;
 }
 
 ATL::CComPtr<IMMDevice> StreamMachineTest::endpoint(std::wstring const& id) {
@@ -86,6 +171,27 @@ void waitUntilPlayed(libSonvane::AudioRenderer const& renderer) {
 void waitUntilRecorded(libSonvane::AudioCapture const& capture) {
     while (capture.isStillRecording())
         Sleep(5);
+}
+
+void playIntoRecording(libSonvane::AudioRenderer& renderer, libSonvane::AudioCapture& capture) {
+    ASSERT_TRUE(capture.start());
+    ASSERT_TRUE(renderer.play(libSonvane::AudioRenderer::PlayOnce));
+    waitUntilPlayed(renderer);
+    EXPECT_TRUE(renderer.stop());
+    waitUntilRecorded(capture);
+    EXPECT_TRUE(capture.stop());
+    EXPECT_EQ(0, capture.threadExitCode());
+}
+
+void expectTone(ClientBuffer const& recording, double frequency, double amplitude, double seconds) {
+    const pcmanalysis::Signal left = pcmanalysis::channelOf16(recording.samples.data(), recording.frames(), kChannels, 0);
+    const pcmanalysis::ToneReport report = pcmanalysis::analyseTone(left, kRate, frequency, 0.01, 20.0);
+    ASSERT_TRUE(report.found);
+    EXPECT_NEAR(frequency, report.frequency, 1.0);
+    // The level of a sine is its amplitude over the square root of two.
+    EXPECT_NEAR(20.0 * std::log10(amplitude / std::sqrt(2.0)), report.levelDb, 1.0);
+    EXPECT_LT(report.longestGapMs, 5.0);
+    EXPECT_NEAR(seconds, report.span.size() / static_cast<double>(kRate), 0.01);
 }
 
 struct StopRequest::State {
