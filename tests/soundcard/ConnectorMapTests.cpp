@@ -5,14 +5,34 @@
 
 #include "LogCapture.h"
 
+#include <audiosim/Faults.h>
+
+#include <cwchar>
 #include <cwctype>
 
 namespace soundcard {
 namespace {
 
+using audiosim::Fault;
 using audiosim::Part;
 
 typedef SimulatedCards ConnectorMap;
+
+// Parts are named <device id>/<local id>; connectors count from 0x00010000,
+// subunits from 0x00020000.
+std::wstring partId(std::wstring const& device, unsigned int localId) {
+    wchar_t local[16];
+    std::swprintf(local, 16, L"/%08x", localId);
+    return device + local;
+}
+
+std::wstring connectorId(std::wstring const& device, unsigned int index) {
+    return partId(device, 0x00010000u + index);
+}
+
+std::wstring subunitId(std::wstring const& device, unsigned int index) {
+    return partId(device, 0x00020000u + index);
+}
 
 std::vector<std::wstring> ownersOf(orv::Array<SoundCard::VolumeController> const& records) {
     std::vector<std::wstring> owners;
@@ -99,12 +119,9 @@ TEST_F(ConnectorMap, DevicesBehindTheEndpointsAndTheirInputSelector) {
     EXPECT_FALSE(display.hasEndpoint(kCodecTopology));
 }
 
-// endpoint -> adapter A -> adapter B: connectors registered while the map is
-// being expanded are expanded in their turn, so B's volume node is found
-// from the endpoint, once from each of B's connectors beside it. A out has
-// a volume node on each side and gives only the incoming one; B's volume
-// node has a mute node on each side and takes the incoming one.
-TEST_F(ConnectorMap, ChainOfThreeTopologiesIsFollowedToItsEnd) {
+// endpoint -> adapter A -> adapter B. A out has a volume node on each side;
+// B's volume node has a mute node on each side.
+audiosim::MachineDescription chainOfThreeTopologies() {
     GUID const volume = audiosim::nodeType(L"KSNODETYPE_VOLUME");
     GUID const mute = audiosim::nodeType(L"KSNODETYPE_MUTE");
     audiosim::MachineDescription description;
@@ -124,7 +141,15 @@ TEST_F(ConnectorMap, ChainOfThreeTopologiesIsFollowedToItsEnd) {
     second.link(L"B volume", L"B mute out");
     addEndpoint(description, eRender, L"speaker", L"{1}.PCI\\A").ensureTopology().addConnector(
         Part::connector(L"Out", Software_IO, In).connectTo(L"adapter A", L"A in"));
-    audiosim::Machine& chain = install(audiosim::Machine(description));
+    return description;
+}
+
+// Connectors registered while the map is being expanded are expanded in
+// their turn, so B's volume node is found from the endpoint, once from each
+// of B's connectors beside it. A out gives only its incoming volume node,
+// and B's volume node takes the incoming mute node.
+TEST_F(ConnectorMap, ChainOfThreeTopologiesIsFollowedToItsEnd) {
+    audiosim::Machine& chain = install(audiosim::Machine(chainOfThreeTopologies()));
 
     orv::Array<SoundCard> cards = SoundCard::enumerateSystemSoundDevices();
     ASSERT_EQ(1u, cards.size());
@@ -139,6 +164,103 @@ TEST_F(ConnectorMap, ChainOfThreeTopologiesIsFollowedToItsEnd) {
               partsCalled(L"IPart::Activate", L"IID_IAudioMute"));
     EXPECT_EQ(nullptr, records[0].mute.p);
     EXPECT_NE(nullptr, records[3].mute.p);
+}
+
+// A volume node that refuses its control gives no record, and still keeps
+// the connector's outgoing side from being searched: A trim is never asked.
+// A mute node that refuses its control leaves the record without a mute,
+// and the mute node on the other side is not tried instead.
+TEST_F(ConnectorMap, RefusedControlsGiveNoRecordOrNoMute) {
+    audiosim::Machine& chain = install(audiosim::Machine(chainOfThreeTopologies()));
+    orv::Array<SoundCard> cards = SoundCard::enumerateSystemSoundDevices();
+    ASSERT_EQ(1u, cards.size());
+    chain.faults().add(Fault::on(L"IPart::Activate", E_FAIL).at(subunitId(L"adapter A", 0)));
+    chain.faults().add(Fault::on(L"IPart::Activate", E_NOINTERFACE).at(subunitId(L"adapter B", 1)));
+
+    orv::Array<SoundCard::VolumeController> records;
+    chain.calls().clear();
+    ASSERT_EQ(2u, cards[0].volumeController(endpoint(L"speaker"), records));
+    EXPECT_EQ((std::vector<std::wstring>{L"B in", L"B jack"}), ownersOf(records));
+    EXPECT_EQ((std::vector<std::wstring>{L"A level", L"A level", L"B volume", L"B volume"}),
+              partsCalled(L"IPart::Activate", L"IID_IAudioVolumeLevel"));
+    EXPECT_EQ((std::vector<std::wstring>{L"B mute in", L"B mute in"}),
+              partsCalled(L"IPart::Activate", L"IID_IAudioMute"));
+    for (SoundCard::VolumeController const& record : records) {
+        EXPECT_NE(nullptr, record.volumeLevel.p);
+        EXPECT_EQ(nullptr, record.mute.p);
+    }
+}
+
+// The selector's activation result is not looked at: whatever pointer the
+// part hands out decides.
+TEST_F(ConnectorMap, InputSelectorIsWhateverTheActivationHandsOut) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    SoundCard codec = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    std::wstring const inputSelect = subunitId(kCodecTopology, 6);
+    ASSERT_EQ(L"Input Select", laptop.part(inputSelect).name);
+
+    size_t const refused = laptop.faults().add(Fault::on(L"IPart::Activate", E_FAIL).at(inputSelect));
+    orv::Array<ATL::CComPtr<IAudioInputSelector>> selectors;
+    EXPECT_EQ(0u, codec.recordingMux(selectors));
+    laptop.faults().remove(refused);
+
+    laptop.faults().add(Fault::on(L"IPart::Activate", E_FAIL).at(inputSelect).withOut(audiosim::OutPointer::Set));
+    ASSERT_EQ(1u, codec.recordingMux(selectors));
+    EXPECT_NE(nullptr, selectors[0].p);
+}
+
+// The far device's id is taken without a look at the result. An id handed
+// out with the failure is used as usual; a refusal that hands out none reads
+// as an empty id, which names no device: nothing behind the endpoints joins
+// the card, and the cables into the codec lead out of the map, so a walk
+// over it stops the process.
+TEST_F(ConnectorMap, RefusedFarDeviceIdsReadAsEmpty) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    size_t const handedOut = laptop.faults().add(
+        Fault::on(L"IConnector::GetDeviceIdConnectedTo", E_FAIL).withOut(audiosim::OutPointer::Set));
+    SoundCard const withIds = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    EXPECT_TRUE(withIds.hasEndpoint(kCodecTopology));
+    EXPECT_TRUE(withIds.hasEndpoint(kCodecWave));
+    orv::Array<SoundCard::VolumeController> records;
+    EXPECT_EQ(3u, withIds.volumeController(endpoint(kSpeakers), records));
+    laptop.faults().remove(handedOut);
+
+    laptop.faults().add(Fault::on(L"IConnector::GetDeviceIdConnectedTo", E_FAIL));
+    LogCapture log;
+    laptop.calls().clear();
+    SoundCard codec = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    std::vector<audiosim::CallRecord> const lookups = laptop.calls().of(L"IMMDeviceEnumerator::GetDevice");
+    ASSERT_FALSE(lookups.empty());
+    for (audiosim::CallRecord const& lookup : lookups) {
+        EXPECT_EQ(L"", lookup.arguments);
+    }
+    EXPECT_FALSE(codec.hasEndpoint(kCodecTopology));
+    orv::Array<ATL::CComPtr<IAudioInputSelector>> selectors;
+    EXPECT_EQ(0u, codec.recordingMux(selectors));
+    EXPECT_TRUE(log.contains("Number of internal devices = 0", 1)) << log.dump();
+    AudioDevice const speakers = endpoint(kSpeakers);
+    EXPECT_EXIT(codec.volumeController(speakers, records), testing::ExitedWithCode(7), "index < size\\(\\)");
+}
+
+// The far connector is taken without a look at the result either. A refusal
+// that hands out no connector leaves the speakers' cable out of the map, so
+// their walk ends at their own connector, while the codec still reports the
+// cable from its side; one that hands out the connector links it as usual.
+TEST_F(ConnectorMap, RefusedFarConnectorLeavesTheCableOut) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    std::wstring const speakersConnector = connectorId(kSpeakers, 0);
+    size_t const refused = laptop.faults().add(Fault::on(L"IConnector::GetConnectedTo", E_FAIL).at(speakersConnector));
+    SoundCard const codec = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    orv::Array<SoundCard::VolumeController> records;
+    EXPECT_EQ(0u, codec.volumeController(endpoint(kSpeakers), records));
+    EXPECT_EQ(3u, codec.volumeController(endpoint(kHeadphones), records));
+    laptop.faults().remove(refused);
+
+    laptop.faults().add(
+        Fault::on(L"IConnector::GetConnectedTo", E_FAIL).at(speakersConnector).withOut(audiosim::OutPointer::Set));
+    SoundCard const linked = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    EXPECT_EQ(3u, linked.volumeController(endpoint(kSpeakers), records));
+    EXPECT_EQ((std::vector<std::wstring>{L"Speaker", L"Render Input", L"Headphone"}), ownersOf(records));
 }
 
 // A connector that is not in the card's map enters the walk as an index

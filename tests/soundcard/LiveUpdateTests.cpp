@@ -4,6 +4,9 @@
 
 #include "LogCapture.h"
 
+#include <ProcessEnumerator.h>
+#include <audiosim/Faults.h>
+
 #include <atomic>
 #include <cwctype>
 
@@ -130,6 +133,72 @@ TEST_F(LiveUpdates, RemovalOfAnUnlistedDeviceCallsNoObserver) {
     EXPECT_EQ(std::vector<std::wstring>{kHeadphones}, playbackOf(codec));
     EXPECT_EQ(1, m_playback.added);
     EXPECT_EQ(2, m_playback.removed);
+}
+
+// A refused registration does not refuse the observer: it is listed, but
+// hears nothing until a later observer of the card gets the updater
+// registered.
+TEST_F(LiveUpdates, RefusedRegistrationIsTriedAgainByTheNextObserver) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    SoundCard codec = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    laptop.faults().add(
+        audiosim::Fault::on(L"IMMDeviceEnumerator::RegisterEndpointNotificationCallback", E_OUTOFMEMORY).onCall(1));
+
+    LogCapture log;
+    EXPECT_TRUE(codec.registerPlaybackObserver(SoundCardObserverPtr(&m_playback)));
+    EXPECT_TRUE(log.contains("Fail to register notification callback 0x8007000E", 3)) << log.dump();
+    EXPECT_EQ(0u, laptop.notificationClientCount());
+    laptop.fireStateChanged(kHeadphones, DEVICE_STATE_UNPLUGGED);
+    laptop.flushEvents();
+    EXPECT_EQ(0, m_playback.changed);
+
+    EXPECT_TRUE(codec.registerRecordObserver(SoundCardObserverPtr(&m_record)));
+    EXPECT_EQ(1u, laptop.notificationClientCount());
+    laptop.fireStateChanged(kHeadphones, DEVICE_STATE_ACTIVE);
+    laptop.flushEvents();
+    EXPECT_EQ(1, m_playback.changed);
+    EXPECT_EQ(2u, laptop.calls().count(L"IMMDeviceEnumerator::RegisterEndpointNotificationCallback"));
+}
+
+// The process-wide enumerator unregisters every client it registered when
+// it ends, and a refusal on the way does not stop the others.
+TEST_F(LiveUpdates, RefusedUnregistrationLeavesOnlyThatClient) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    orv::Array<SoundCard> cards = SoundCard::enumerateSystemSoundDevices();
+    SoundCard codec = card(cards, kRealtekPath);
+    SoundCard display = card(cards, kIntelPath);
+    ASSERT_TRUE(codec.registerPlaybackObserver(SoundCardObserverPtr(&m_playback)));
+    ASSERT_TRUE(display.registerPlaybackObserver(SoundCardObserverPtr(&m_record)));
+    ASSERT_EQ(2u, laptop.notificationClientCount());
+
+    laptop.faults().add(
+        audiosim::Fault::on(L"IMMDeviceEnumerator::UnregisterEndpointNotificationCallback", E_FAIL).onCall(1));
+    forgetProcessEnumerator();
+    EXPECT_EQ(2u, laptop.calls().count(L"IMMDeviceEnumerator::UnregisterEndpointNotificationCallback"));
+    EXPECT_EQ(1u, laptop.notificationClientCount());
+}
+
+// An event for a device the system no longer resolves reads as a device
+// without a path, which no card owns: the lists stay and no observer hears
+// of it.
+TEST_F(LiveUpdates, EventsForDevicesThatCannotBeResolvedAreIgnored) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    SoundCard codec = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    ASSERT_TRUE(codec.registerPlaybackObserver(SoundCardObserverPtr(&m_playback)));
+    std::wstring const added = L"{0.0.0.00000000}.{00000000-0000-4000-8000-00000000000c}";
+    laptop.addDevice(newSpeaker(laptop, added));
+
+    laptop.faults().add(audiosim::Fault::on(L"IMMDeviceEnumerator::GetDevice", E_FAIL));
+    LogCapture log;
+    laptop.fireDeviceAdded(added);
+    laptop.fireDeviceRemoved(kSpeakers);
+    laptop.fireStateChanged(kHeadphones, DEVICE_STATE_UNPLUGGED);
+    laptop.flushEvents();
+    EXPECT_EQ(3u, log.count("IMMDeviceEnumerator::GetDevice returns 0x80004005", 3)) << log.dump();
+    EXPECT_EQ(0, m_playback.added + m_playback.removed + m_playback.changed);
+    laptop.faults().clear();
+    EXPECT_EQ((std::vector<std::wstring>{kSpeakers, kHeadphones}), playbackOf(codec));
+    EXPECT_EQ((std::vector<std::wstring>{kSpeakers, kHeadphones}), playbackOf(codec, DEVICE_STATE_ACTIVE));
 }
 
 }  // namespace
