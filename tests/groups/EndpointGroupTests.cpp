@@ -236,6 +236,39 @@ TEST_F(Groups, FailedAdapterLookupsDropTheEndpoint) {
     EXPECT_TRUE(log.contains("EnumAudioEndpoints failed 0x8007000E", 2)) << log.dump();
 }
 
+// Every step up to the adapter's lookup tests its result and ends quietly:
+// an adapter id handed out with a failure is not used, a refused lookup
+// drops the endpoint, and a refused count, preset to none, drops its whole
+// state.
+TEST_F(Groups, RefusedStepsUpToTheAdapterLookupDropTheEndpointQuietly) {
+    Bench bench(L"refusals");
+    bench.adapter(L"codec", kCodec);
+    bench.endpoint(L"id-refused", L"codec", Speakers);
+    bench.endpoint(L"lookup-refused", L"codec", Speakers);
+    bench.endpoint(L"ok", L"codec", Speakers);
+    bench.endpoint(L"disabled", L"codec", Speakers, DEVICE_STATE_DISABLED);
+    bench.endpoint(L"unplugged", L"codec", Headphones, DEVICE_STATE_UNPLUGGED);
+    audiosim::Machine& machine = install(bench);
+    machine.faults().add(Fault::on(L"IConnector::GetDeviceIdConnectedTo", E_FAIL)
+                             .at(L"id-refused/00010000")
+                             .withOut(audiosim::OutPointer::Set));
+    machine.faults().add(Fault::on(L"IMMDeviceEnumerator::GetDevice", E_FAIL).onCall(1));
+    machine.faults().add(Fault::on(L"IMMDeviceCollection::GetCount", E_FAIL).onCall(3));
+
+    LogCapture log;
+    GroupList groups = enumerateGroups();
+    ASSERT_EQ(1u, groups.size());
+    EXPECT_EQ((std::vector<std::wstring>{L"ok", L"disabled"}), idsOf(groups[0]->analogOut()));
+    EXPECT_TRUE(groups[0]->headphone().empty());
+    EXPECT_EQ(3u, machine.calls().count(L"IMMDeviceEnumerator::GetDevice"))
+        << "no lookup for the endpoint whose adapter id was refused";
+    for (LogCapture::Record const& record : log.records()) {
+        if (record.category.rfind("libSonvane.", 0) == 0) {
+            EXPECT_EQ(1, record.level) << record.category << ": " << record.text;
+        }
+    }
+}
+
 TEST_F(Groups, SixListsByFormFactor) {
     Bench bench(L"every form factor");
     bench.adapter(L"codec", kCodec);
