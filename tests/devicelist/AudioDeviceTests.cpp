@@ -174,6 +174,22 @@ TEST_F(AudioDeviceTest, NodeTypeComesFromThePartBehindTheFirstConnectorAndTheTop
         << "reset and copies keep the topology that the first initialize read";
 }
 
+// The node type is taken only from a connection answered with success: a
+// partner handed out with a failure is not looked at, and the device is
+// still read.
+TEST_F(AudioDeviceTest, RefusedConnectionLeavesTheNodeTypeUnread) {
+    audiosim::Machine& simulated = installCodec();
+    simulated.faults().add(audiosim::Fault::on(L"IConnector::GetConnectedTo", E_FAIL)
+                               .at(std::wstring(kSpeakers) + L"/00010000")
+                               .withOut(audiosim::OutPointer::Set));
+    LogCapture log;
+    ASSERT_TRUE(initialize());
+    EXPECT_EQ(0xFFFFFFFFu, getDeviceType(true, 0));
+    EXPECT_EQ(L"Speakers", flatText(getDeviceNameLength, getDeviceName, true, 0));
+    EXPECT_EQ(1u, getDeviceType(true, 1));
+    EXPECT_TRUE(log.contains("IConnector::GetConnectedTo returns 0x80004005", 1)) << log.dump();
+}
+
 TEST_F(AudioDeviceTest, VolumeControlIsSharedByCopiesAndMadeForEveryEndpointOnly) {
     installCodec();
     AudioDevice speakers(endpoint(kSpeakers));
