@@ -65,7 +65,8 @@ protected:
             audiosim::Part::connector(L"Speaker", Physical_Internal, Out).withJack(jackOfColour(0xFFFFFF)));
         audiosim::Topology& own = description.find(kSpeakers)->ensureTopology();
         for (wchar_t const* pin : {L"Line", L"Headphone", L"Speaker"}) {
-            own.addConnector(audiosim::Part::connector(std::wstring(L"To ") + pin, Software_IO, In).connectTo(kCodec, pin));
+            own.addConnector(
+                audiosim::Part::connector(std::wstring(L"To ") + pin, Software_IO, In).connectTo(kCodec, pin));
         }
         return install(description);
     }
