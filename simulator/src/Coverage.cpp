@@ -14,6 +14,11 @@ const wchar_t* const kLibraryModule = L"libSonvane.dll";
 // Frames between a simulated method and its caller: the dispatch helper, the
 // method, and for CoCreateInstance the frames of COM itself.
 const ULONG kFramesToSearch = 24;
+// A library call is nearly always found within the first few frames, and a
+// stack walk costs by the frame (under Wine about 3.7 us for 24 frames, 1 us
+// for 6, on every call), so the near frames are searched first and the rest
+// only when they hold no library frame.
+const ULONG kNearFrames = 6;
 
 struct ModuleRange {
     const BYTE* begin = nullptr;
@@ -28,6 +33,15 @@ ModuleRange libraryRange() {
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     return {base, base + headers->OptionalHeader.SizeOfImage};
+}
+
+bool anyInRange(const ModuleRange& range, void* const* frames, USHORT count) {
+    for (USHORT i = 0; i < count; ++i) {
+        const BYTE* address = static_cast<const BYTE*>(frames[i]);
+        if (address >= range.begin && address < range.end)
+            return true;
+    }
+    return false;
 }
 
 std::string programName() {
@@ -64,14 +78,15 @@ bool Coverage::calledFromLibrary() {
     const ModuleRange range = libraryRange();
     if (!range.begin)
         return false;
+    // Both walks are made here, so that frame numbers mean the same in each.
     void* frames[kFramesToSearch] = {};
-    const USHORT count = RtlCaptureStackBackTrace(1, kFramesToSearch, frames, nullptr);
-    for (USHORT i = 0; i < count; ++i) {
-        const BYTE* address = static_cast<const BYTE*>(frames[i]);
-        if (address >= range.begin && address < range.end)
-            return true;
-    }
-    return false;
+    const USHORT nearCount = RtlCaptureStackBackTrace(1, kNearFrames, frames, nullptr);
+    if (anyInRange(range, frames, nearCount))
+        return true;
+    if (nearCount < kNearFrames)
+        return false;   // the stack ended among the near frames
+    const USHORT farCount = RtlCaptureStackBackTrace(1 + kNearFrames, kFramesToSearch - kNearFrames, frames, nullptr);
+    return anyInRange(range, frames, farCount);
 }
 
 void Coverage::note(const std::wstring& method, bool faulted) {
