@@ -11,8 +11,9 @@
 // The growth ratios show how each grows when the number of cards doubles;
 // a design linear in cards gives ratios near 2. The simulator's time per
 // call, overall and per method, should not grow with the machine: a method
-// whose cost does points at a search over the whole machine. Prints; never
-// fails.
+// whose cost does points at a search over the whole machine. A second table
+// gives the same replay with the call log and the fault-coverage record on,
+// as test programs run it. Prints; never fails.
 #include <libSonvane/libSonvane.h>
 
 #include <audiosim/SdkNames.h>
@@ -441,11 +442,14 @@ struct Figures {
     size_t replayed = 0;
     double total = 0;
     double simulator = 0;
+    double simulatorLogged = 0;    // the replay with the call log on
+    double simulatorCovered = 0;   // ... and the fault-coverage record
+    double totalCovered = 0;       // the enumeration with both
     std::map<std::wstring, size_t> skipped;
     std::map<std::wstring, size_t> methodCalls;
     std::map<std::wstring, double> methodMilliseconds;   // medians over the rounds
 
-    double simulatorMicrosecondsPerCall() const { return replayed ? 1e3 * simulator / replayed : 0; }
+    double microsecondsPerCall(double milliseconds) const { return replayed ? 1e3 * milliseconds / replayed : 0; }
     double methodMicrosecondsPerCall(std::wstring const& method) const {
         auto const calls = methodCalls.find(method);
         auto const time = methodMilliseconds.find(method);
@@ -455,6 +459,19 @@ struct Figures {
         return 1e3 * time->second / calls->second;
     }
 };
+
+// Median milliseconds of the whole replay, the call log emptied before each
+// round.
+double medianReplay(audiosim::Machine& machine, Replay const& replay) {
+    std::vector<double> times;
+    for (int round = 0; round < kRounds; ++round) {
+        machine.calls().clear();
+        double const start = nowMilliseconds();
+        replay.run();
+        times.push_back(nowMilliseconds() - start);
+    }
+    return median(times);
+}
 
 Figures measure(unsigned cards) {
     Figures figures;
@@ -501,6 +518,25 @@ Figures measure(unsigned cards) {
     for (auto const& [method, times] : byMethod) {
         figures.methodMilliseconds[method] = median(times);
     }
+
+    // The same replay as test programs run it: with the call log, and with
+    // the log and the fault-coverage record.
+    orv::Array<SoundCard> const held = SoundCard::enumerateSystemSoundDevices();
+    machine.calls().setRecording(true);
+    figures.simulatorLogged = medianReplay(machine, replay);
+    machine.setFaultCoverageRecording(true);
+    figures.simulatorCovered = medianReplay(machine, replay);
+    std::vector<double> covered;
+    for (int round = 0; round < kRounds; ++round) {
+        machine.calls().clear();
+        double const start = nowMilliseconds();
+        orv::Array<SoundCard> const again = SoundCard::enumerateSystemSoundDevices();
+        covered.push_back(nowMilliseconds() - start);
+    }
+    figures.totalCovered = median(covered);
+    machine.setFaultCoverageRecording(false);
+    machine.calls().setRecording(false);
+    machine.calls().clear();
     forgetProcessEnumerator();
     return figures;
 }
@@ -553,7 +589,15 @@ int main() {
         double const library = f.total - f.simulator;
         std::printf("%6u %10.2f %10.2f %10.2f %9.0f%% %10.3f %11zu %9zu %12.3f\n", f.cards, f.total, f.simulator,
                     library, 100.0 * library / f.total, f.total / f.cards, f.calls, f.replayed,
-                    f.simulatorMicrosecondsPerCall());
+                    f.microsecondsPerCall(f.simulator));
+    }
+    std::printf("as tests run it: simulator us per call replayed (the replay's calls come from no library frame,\n"
+                "so coverage searches every frame), and the enumeration with the call log and coverage on\n");
+    std::printf("%6s %12s %12s %12s %14s\n", "cards", "bare", "call log", "+coverage", "total ms, both");
+    for (Figures& f : all) {
+        std::printf("%6u %12.3f %12.3f %12.3f %14.2f\n", f.cards, f.microsecondsPerCall(f.simulator),
+                    f.microsecondsPerCall(f.simulatorLogged), f.microsecondsPerCall(f.simulatorCovered),
+                    f.totalCovered);
     }
     for (Figures& f : all) {
         for (auto const& [method, count] : f.skipped) {
