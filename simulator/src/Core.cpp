@@ -18,6 +18,18 @@ Core::Core(MachineDescription description, std::string source)
         addDevice(std::make_shared<Device>(std::move(device)));
     for (Fault& fault : description.faults)
         faults.add(std::move(fault));
+    // The first node of an instance id answers for it, as a search of the
+    // tree in order would.
+    for (const TreeNode& node : deviceTree)
+        m_parents.emplace(lower(node.instanceId), node.parent);
+}
+
+bool Core::parentOf(const std::wstring& child, std::wstring& parent) const {
+    const auto found = m_parents.find(lower(child));
+    if (found == m_parents.end())
+        return false;
+    parent = found->second;
+    return true;
 }
 
 Core::~Core() {

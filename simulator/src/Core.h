@@ -48,7 +48,9 @@ public:
     std::wstring name;
     std::string sourceName;
     std::vector<DefaultEndpoint> defaults;
-    std::vector<TreeNode> deviceTree;
+    const std::vector<TreeNode> deviceTree;
+    // The parent of a device instance in the tree; ids compare without case.
+    bool parentOf(const std::wstring& child, std::wstring& parent) const;
 
     // The devices in description order. They come and go only through
     // addDevice and removeDevice, which keep the lookups by id and by wave
@@ -120,6 +122,7 @@ private:
     std::vector<std::shared_ptr<Device>> m_devices;
     std::unordered_map<std::wstring, std::shared_ptr<Device>> m_devicesById;   // by lower-case id
     std::map<int, std::shared_ptr<Device>> m_waveDevices[2];                  // per flow, by wave number
+    std::unordered_map<std::wstring, std::wstring> m_parents;                 // by lower-case instance id
     const std::map<int, std::shared_ptr<Device>>* waveNumbers(EDataFlow flow) const;
 
     // A set rather than a list: objects come and go on nearly every call,

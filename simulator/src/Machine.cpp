@@ -321,14 +321,7 @@ void Machine::clearRendered(const std::wstring& endpointId) {
 }
 
 bool Machine::parentInstanceId(const std::wstring& child, std::wstring& parent) const {
-    std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
-    for (const TreeNode& node : m_core->deviceTree) {
-        if (sameText(node.instanceId, child)) {
-            parent = node.parent;
-            return true;
-        }
-    }
-    return false;
+    return m_core->parentOf(child, parent);
 }
 
 HRESULT Machine::createEnumerator(REFIID iid, void** out) {

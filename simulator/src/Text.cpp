@@ -30,8 +30,16 @@ std::wstring lower(std::wstring text) {
     return text;
 }
 
+// Character by character, without lower-case copies: ids are compared on
+// nearly every call.
 bool sameText(const std::wstring& a, const std::wstring& b) {
-    return a.size() == b.size() && lower(a) == lower(b);
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (a[i] != b[i] && std::towlower(a[i]) != std::towlower(b[i]))
+            return false;
+    }
+    return true;
 }
 
 std::string hresultText(HRESULT result) {
