@@ -26,6 +26,12 @@ audiosim::Machine laptop() {
     return audiosim::Machine::fromFile(machineFile("laptop.json"));
 }
 
+audiosim::Machine laptopHearingATone() {
+    audiosim::MachineDescription description = laptop().description();
+    description.find(micArrayId)->stream.captureSource = {audiosim::CaptureSource::Tone, 1000.0, 0.25, L""};
+    return audiosim::Machine(description);
+}
+
 audiosim::InstallOptions selfTestOptions() {
     audiosim::InstallOptions options;
     options.recordFaultCoverage = false;

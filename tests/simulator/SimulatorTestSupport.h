@@ -31,6 +31,10 @@ extern const wchar_t codecInstanceId[];
 
 std::string machineFile(const char* name);
 audiosim::Machine laptop();
+// The laptop with its microphone array hearing a steady 1 kHz tone at a
+// quarter of full scale instead of its speakers, for tests of what a
+// capture source delivers without anything playing.
+audiosim::Machine laptopHearingATone();
 
 // A simulator self-test installs without counting towards the library's
 // fault coverage.

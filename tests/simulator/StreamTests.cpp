@@ -199,7 +199,7 @@ TEST_F(StreamTest, RenderPaddingFallsAtTheSampleRateAndTheMachineKeepsWhatWasPla
 }
 
 TEST_F(StreamTest, CapturePacketsComeOncePerPeriodFromTheSourceWithTheEvent) {
-    audiosim::Machine machine = laptop();
+    audiosim::Machine machine = laptopHearingATone();
     ATL::CComPtr<IAudioClient> client = audioClient(machine, micArrayId);
     WAVEFORMATEX format = pcm(2, 16, 48000);
     ASSERT_EQ(S_OK, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, AUDCLNT_STREAMFLAGS_EVENTCALLBACK, 100000, 100000,
@@ -234,7 +234,7 @@ TEST_F(StreamTest, CapturePacketsComeOncePerPeriodFromTheSourceWithTheEvent) {
     }
     client->Stop();
     CloseHandle(event);
-    // The laptop's microphone array hears a 1 kHz tone at a quarter of full scale.
+    // The microphone array hears a 1 kHz tone at a quarter of full scale.
     EXPECT_NEAR(0.25, peakOf(left), 0.01);
     EXPECT_NEAR(1000.0, frequencyOf(left, 48000.0), 20.0);
 

@@ -128,7 +128,7 @@ TEST_F(WaveDeviceTest, HeadersMoveAsWinmmMovesThemAndTheMapperPlaysOnTheDefault)
 }
 
 TEST_F(WaveDeviceTest, RecordingFillsTheBufferFromTheSourceAndStopGivesBackThePartOneFilled) {
-    audiosim::Machine machine = laptop();
+    audiosim::Machine machine = laptopHearingATone();
     audiosim::Installation installation(machine, selfTestOptions());
     platform::WaveDevices& wave = platform::wave();
     WAVEFORMATEX format = pcm16(2, 48000);

@@ -152,7 +152,10 @@ TEST_F(ExclusiveStreamTest, RefusedServiceStartAndBufferEndTheStreamsAsDesigned)
 }
 
 TEST_F(ExclusiveStreamTest, CaptureOfAFullBufferOrOfAPacketBiggerThanTheRoomLeft) {
+    // A microphone that hears a steady tone, so that what lands in the
+    // buffer can be told from the silence it held.
     audiosim::MachineDescription description = shippedDescription("laptop.json");
+    description.find(kMicArray)->stream.captureSource = {audiosim::CaptureSource::Tone, 1000.0, 0.25, L""};
     audiosim::Machine& simulated = installLaptop(description);
 
     // Event mode: the worker waits for one packet, which has no room, drops
@@ -178,7 +181,7 @@ TEST_F(ExclusiveStreamTest, CaptureOfAFullBufferOrOfAPacketBiggerThanTheRoomLeft
     const auto releases = simulated.calls().of(L"IAudioCaptureClient::ReleaseBuffer");
     ASSERT_EQ(1u, releases.size());
     EXPECT_EQ(L"15000", releases[0].arguments);
-    // The laptop's microphone hears a 1 kHz tone at a quarter of full scale.
+    // The packet's head, as the microphone heard it.
     EXPECT_NEAR(0.25 * 32767 * std::sin(2 * 3.14159265 * 1000 * 3 / kRate), small->samples[6], 2);
 
     // Polled: with no event mode the worker sees the full buffer and ends
