@@ -22,6 +22,8 @@
 #include <audiosim/Installation.h>
 #include <audiosim/Machine.h>
 
+#include <ProcessEnumerator.h>
+
 #include <windows.h>
 #include <mmdeviceapi.h>
 #include <propidl.h>
@@ -67,13 +69,6 @@ std::vector<std::wstring> split(std::wstring const& text) {
         start = end + 2;
     }
     return parts;
-}
-
-// The process-wide enumerator resolves device ids against the machine that
-// was installed when it was made; each machine gets a fresh one.
-void forgetProcessEnumerator() {
-    libSonvane::AudioDeviceEnumeratorFactory::enumerator() =
-        libSonvane::AudioDeviceEnumeratorFactory::EnumeratorHolder();
 }
 
 // --- Replay of logged calls -------------------------------------------------
