@@ -2,6 +2,7 @@
 
 #include "Text.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -26,7 +27,7 @@ struct ModuleRange {
     const BYTE* end = nullptr;
 };
 
-ModuleRange libraryRange() {
+ModuleRange loadedLibraryRange() {
     const HMODULE module = GetModuleHandleW(kLibraryModule);
     if (!module)
         return {};
@@ -35,6 +36,93 @@ ModuleRange libraryRange() {
     const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     return {base, base + headers->OptionalHeader.SizeOfImage};
 }
+
+// The loader's notification of a module loaded or unloaded, as
+// LdrRegisterDllNotification documents it; no SDK header declares it.
+struct LoaderString {
+    USHORT length;   // in bytes
+    USHORT maximumLength;
+    PWSTR buffer;
+};
+struct DllNotificationData {
+    ULONG flags;
+    const LoaderString* fullDllName;
+    const LoaderString* baseDllName;
+    void* dllBase;
+    ULONG sizeOfImage;
+};
+const ULONG kDllLoaded = 1;
+const ULONG kDllUnloaded = 2;
+typedef VOID(CALLBACK* DllNotification)(ULONG reason, const DllNotificationData* data, void* context);
+typedef LONG(NTAPI* RegisterDllNotification)(ULONG flags, DllNotification notification, void* context, void** cookie);
+
+// Whether the system will tell `notification` of every module loaded and
+// unloaded from now on; the registration lasts as long as the process.
+bool registerDllNotification(DllNotification notification, void* context) {
+    const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
+    const FARPROC found = ntdll ? GetProcAddress(ntdll, "LdrRegisterDllNotification") : nullptr;
+    if (!found)
+        return false;
+    const auto registerNotification = reinterpret_cast<RegisterDllNotification>(reinterpret_cast<void*>(found));
+    void* cookie = nullptr;
+    return registerNotification(0, notification, context, &cookie) >= 0;
+}
+
+bool isLibraryName(const LoaderString& name) {
+    return CompareStringOrdinal(name.buffer, name.length / sizeof(WCHAR), kLibraryModule, -1, TRUE) == CSTR_EQUAL;
+}
+
+// Where the library lies, or an empty range while it is not loaded. Asking
+// the loader by name costs little while the library is loaded, but under
+// Wine 75 to 800 us when it is not (the loader looks for the file), and a
+// program that drives the simulator without the library would pay that on
+// every call. So the range is followed through the loader's notifications,
+// and only where the system gives none is the loader asked every time.
+class LibraryWatch {
+public:
+    // Never destroyed: the loader keeps calling it until the process ends.
+    static LibraryWatch& instance() {
+        static LibraryWatch* watch = new LibraryWatch();
+        return *watch;
+    }
+
+    ModuleRange range() const {
+        if (!m_notified)
+            return loadedLibraryRange();
+        return {m_begin.load(), m_end.load()};
+    }
+
+private:
+    LibraryWatch() {
+        // Notified first and asked second, so that a load in between is not missed.
+        m_notified = registerDllNotification(&LibraryWatch::onDll, this);
+        if (m_notified)
+            set(loadedLibraryRange());
+    }
+
+    // The end before the beginning: a reader that finds the beginning finds
+    // its end, and one that finds none does not look further.
+    void set(const ModuleRange& range) {
+        m_end = range.end;
+        m_begin = range.begin;
+    }
+
+    // Runs under the loader's lock: it only looks at the name and the range.
+    static VOID CALLBACK onDll(ULONG reason, const DllNotificationData* data, void* context) {
+        if (!data || !data->baseDllName || !isLibraryName(*data->baseDllName))
+            return;
+        auto* watch = static_cast<LibraryWatch*>(context);
+        const BYTE* base = static_cast<const BYTE*>(data->dllBase);
+        if (reason == kDllLoaded)
+            watch->set({base, base + data->sizeOfImage});
+        else if (reason == kDllUnloaded)
+            watch->set({});
+    }
+
+    bool m_notified = false;
+    std::atomic<const BYTE*> m_begin{nullptr};
+    std::atomic<const BYTE*> m_end{nullptr};
+};
 
 bool anyInRange(const ModuleRange& range, void* const* frames, USHORT count) {
     for (USHORT i = 0; i < count; ++i) {
@@ -76,7 +164,7 @@ Coverage& Coverage::instance() {
 }
 
 bool Coverage::calledFromLibrary() {
-    const ModuleRange range = libraryRange();
+    const ModuleRange range = LibraryWatch::instance().range();
     if (!range.begin)
         return false;
     // Both walks are made here, so that frame numbers mean the same in each.
