@@ -82,6 +82,43 @@ TEST_F(WaveDeviceTest, NumbersAndFunctionInstanceIdsFollowTheDescription) {
     EXPECT_EQ(L"0, 0x812, ptr, 0", messages[0].arguments);
 }
 
+// The count runs to the highest active number whatever the gaps below it,
+// and numbers come and go with the devices added to and removed from the
+// machine.
+TEST_F(WaveDeviceTest, NumbersFollowTheStatesAndEditsOfTheMachine) {
+    audiosim::Machine machine = laptop();
+    audiosim::Installation installation(machine, selfTestOptions());
+    platform::WaveDevices& wave = platform::wave();
+    machine.setState(hdmiId, DEVICE_STATE_UNPLUGGED);
+    EXPECT_EQ(2u, wave.outGetNumDevs());
+    machine.setState(headphonesId, DEVICE_STATE_DISABLED);
+    EXPECT_EQ(1u, wave.outGetNumDevs());
+    machine.setState(hdmiId, DEVICE_STATE_ACTIVE);
+    EXPECT_EQ(3u, wave.outGetNumDevs());
+    EXPECT_EQ(L"error", functionInstanceId(1, true));
+    EXPECT_EQ(hdmiId, functionInstanceId(2, true));
+
+    const std::wstring dockId = L"{0.0.0.00000000}.{d0c0d0c0-0000-4000-8000-000000000005}";
+    audiosim::Device dock;
+    dock.id = dockId;
+    dock.flow = eRender;
+    dock.wave.deviceNumber = 5;
+    machine.addDevice(dock);
+    EXPECT_EQ(6u, wave.outGetNumDevs());
+    EXPECT_EQ(1u, wave.inGetNumDevs());
+    EXPECT_EQ(dockId, functionInstanceId(5, true));
+    EXPECT_EQ(L"error", functionInstanceId(4, true));
+    EXPECT_EQ(L"error", functionInstanceId(5, false));
+    machine.removeDevice(dockId);
+    EXPECT_EQ(3u, wave.outGetNumDevs());
+    EXPECT_EQ(L"error", functionInstanceId(5, true));
+
+    // Another device may take the number of the one removed.
+    dock.id = L"{0.0.0.00000000}.{d0c0d0c0-0000-4000-8000-000000000006}";
+    machine.addDevice(dock);
+    EXPECT_EQ(dock.id, functionInstanceId(5, true));
+}
+
 TEST_F(WaveDeviceTest, HeadersMoveAsWinmmMovesThemAndTheMapperPlaysOnTheDefault) {
     audiosim::Machine machine = laptop();
     audiosim::Installation installation(machine, selfTestOptions());
