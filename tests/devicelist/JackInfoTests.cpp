@@ -96,6 +96,14 @@ TEST_F(JackInfo, AConnectorThatGivesUpIsPassedOverAndARefusedCountEndsTheWalk) {
     EXPECT_EQ(2u, speakers.jackInfo(list));
     EXPECT_EQ(secondConnector, coloursOf(list));
     faults.clear();
+
+    // A jack interface handed out with a refusal is not read either.
+    faults.add(Fault::on(L"IPart::Activate", E_NOINTERFACE)
+                   .at(connectorId(kCodec, 0))
+                   .withOut(audiosim::OutPointer::Set));
+    EXPECT_EQ(2u, speakers.jackInfo(list));
+    EXPECT_EQ(secondConnector, coloursOf(list));
+    faults.clear();
     EXPECT_EQ(0u, linesAboveDetail(log)) << "connectors that give up cost detail lines only: " << log.dump();
 
     // The count is preset, so a refused count reads as no jack; the interface

@@ -47,7 +47,10 @@ void jackInterfaceBehind(IConnector* connector, ATL::CComPtr<IKsJackDescription>
         ORV_LOG(1) << "No jack info. Can't find IPart";
         return;
     }
-    part->Activate(CLSCTX_INPROC_SERVER, __uuidof(IKsJackDescription), reinterpret_cast<void**>(&jacks));
+    // A refusal counts even when the part hands out an object with it.
+    if (FAILED(part->Activate(CLSCTX_INPROC_SERVER, __uuidof(IKsJackDescription), reinterpret_cast<void**>(&jacks)))) {
+        jacks.Release();
+    }
 }
 
 // Every description is appended, also one whose fetch failed, so that the
