@@ -176,6 +176,13 @@ TEST_F(FlatApi, EnumeratorMakesNewObjectsWhileTheFactoryKeepsOne) {
     ASSERT_FALSE(once.isNil());
     EXPECT_EQ(&once, &libSonvane::AudioDeviceEnumeratorFactory::enumerator());
     EXPECT_EQ(once.get(), libSonvane::AudioDeviceEnumeratorFactory::enumerator().get());
+
+    // A copy runs no CoInitialize of its own, yet its end uninitialises COM
+    // once more: the test gives it that count beforehand.
+    LogCapture log;
+    CoInitialize(nullptr);
+    { libSonvane::AudioDeviceEnumerator const copy(*first); }
+    EXPECT_EQ(0u, log.count("CoInitialize returns", 1)) << log.dump();
 }
 
 }  // namespace

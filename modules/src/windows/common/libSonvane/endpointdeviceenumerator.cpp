@@ -67,8 +67,12 @@ SharedAudioDeviceEnumerator enumerator() {
 
 AudioDeviceEnumerator::AudioDeviceEnumerator() = default;
 
+// The initializer is copied, not made: a copy calls no CoInitialize, though
+// its destructor still calls CoUninitialize.
 AudioDeviceEnumerator::AudioDeviceEnumerator(AudioDeviceEnumerator const& other)
-    : m_deviceEnumerator(other.m_deviceEnumerator), m_notificationClient(other.m_notificationClient) {}
+    : m_deviceEnumerator(other.m_deviceEnumerator),
+      m_notificationClient(other.m_notificationClient),
+      m_comInitializer(other.m_comInitializer) {}
 
 AudioDeviceEnumerator& AudioDeviceEnumerator::operator=(AudioDeviceEnumerator const& other) {
     m_deviceEnumerator = other.m_deviceEnumerator;
