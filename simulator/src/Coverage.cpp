@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <string>
 
 namespace audiosim::detail {
@@ -68,8 +69,18 @@ bool registerDllNotification(DllNotification notification, void* context) {
     return registerNotification(0, notification, context, &cookie) >= 0;
 }
 
+// By hand rather than through the locale functions, since the loader calls
+// with its lock held; the library's name is plain ASCII.
 bool isLibraryName(const LoaderString& name) {
-    return CompareStringOrdinal(name.buffer, name.length / sizeof(WCHAR), kLibraryModule, -1, TRUE) == CSTR_EQUAL;
+    const auto folded = [](wchar_t c) { return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c; };
+    const size_t length = name.length / sizeof(WCHAR);
+    if (!name.buffer || length != std::wcslen(kLibraryModule))
+        return false;
+    for (size_t i = 0; i < length; ++i) {
+        if (folded(name.buffer[i]) != folded(kLibraryModule[i]))
+            return false;
+    }
+    return true;
 }
 
 // Where the library lies, or an empty range while it is not loaded. Asking
