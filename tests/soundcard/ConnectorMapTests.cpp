@@ -263,6 +263,45 @@ TEST_F(ConnectorMap, RefusedFarConnectorLeavesTheCableOut) {
     EXPECT_EQ((std::vector<std::wstring>{L"Speaker", L"Render Input", L"Headphone"}), ownersOf(records));
 }
 
+// The far connector is turned into a part without a look at the result: one
+// that will not be a part gives an empty component, which no entry has, so
+// the speakers' cable leads out of the map and their walk stops the process.
+// Only the query that follows the map's question for the speakers' partner
+// is refused (the map asks for the far device's id first); the codec behind
+// the cable still joins the card.
+TEST_F(ConnectorMap, FarConnectorThatIsNoPartLeadsOutOfTheMap) {
+    audiosim::Machine& laptop = installShipped("laptop.json");
+    laptop.calls().clear();
+    SoundCard::enumerateSystemSoundDevices();
+    std::vector<audiosim::CallRecord> const calls = laptop.calls().all();
+    std::wstring const speakersConnector = L"IPart " + connectorId(kSpeakers, 0);
+    auto next = [&calls](size_t from, std::wstring const& method, std::wstring const& object) {
+        while (from < calls.size() &&
+               !(calls[from].method == method && (object.empty() || calls[from].object == object))) {
+            ++from;
+        }
+        return from;
+    };
+    size_t position = next(0, L"IConnector::GetDeviceIdConnectedTo", speakersConnector);
+    position = next(position, L"IConnector::GetConnectedTo", speakersConnector);
+    position = next(position, L"IPart::QueryInterface", L"");
+    ASSERT_LT(position, calls.size());
+    std::wstring const farConnector = calls[position].object;
+    size_t ordinal = 0;
+    for (size_t index = 0; index <= position; ++index) {
+        ordinal += calls[index].method == L"IPart::QueryInterface" && calls[index].object == farConnector;
+    }
+
+    size_t const refused = laptop.faults().add(
+        Fault::on(L"IPart::QueryInterface", E_NOINTERFACE).at(farConnector).onCall(static_cast<unsigned>(ordinal)));
+    SoundCard const codec = card(SoundCard::enumerateSystemSoundDevices(), kRealtekPath);
+    EXPECT_EQ(1u, laptop.faults().fired(refused));
+    EXPECT_TRUE(codec.hasEndpoint(kCodecTopology));
+    orv::Array<SoundCard::VolumeController> records;
+    AudioDevice const speakers = endpoint(kSpeakers);
+    EXPECT_EXIT(codec.volumeController(speakers, records), testing::ExitedWithCode(7), "index < size\\(\\)");
+}
+
 // A connector that is not in the card's map enters the walk as an index
 // beyond the map, and reaching it stops the process.
 TEST_F(ConnectorMap, EndpointOfAnotherCardStopsTheWalk) {

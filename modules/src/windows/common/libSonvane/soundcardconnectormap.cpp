@@ -25,15 +25,19 @@ orv::String farDeviceId(const AudioComponent<IConnector>& connector) {
     return farId;
 }
 
-// The connector on the far side as a part; null when nothing is connected.
-ATL::CComPtr<IPart> farConnectorPart(const AudioComponent<IConnector>& connector) {
-    ATL::CComPtr<IConnector> farConnector;
-    connector.component()->GetConnectedTo(&farConnector);
+// The connector on the far side; null when nothing is connected.
+ATL::CComPtr<IConnector> farConnector(const AudioComponent<IConnector>& connector) {
+    ATL::CComPtr<IConnector> partner;
+    connector.component()->GetConnectedTo(&partner);
+    return partner;
+}
+
+// The far connector seen as a part, the form the map's lookup takes. A
+// connector that refuses to be a part gives an empty component.
+AudioComponent<IConnector> asComponent(IConnector* connector) {
     ATL::CComPtr<IPart> part;
-    if (farConnector) {
-        farConnector->QueryInterface(__uuidof(IPart), reinterpret_cast<void**>(&part));
-    }
-    return part;
+    connector->QueryInterface(__uuidof(IPart), reinterpret_cast<void**>(&part));
+    return AudioComponent<IConnector>(part);
 }
 
 }  // namespace
@@ -120,13 +124,13 @@ void SoundCard::expandConnector(orv::Uint32 index, orv::Array<orv::String>& visi
         }
     }
 
-    ATL::CComPtr<IPart> const farPart = farConnectorPart(connector);
-    if (!farPart) {
+    ATL::CComPtr<IConnector> const partner = farConnector(connector);
+    if (!partner) {
         return;
     }
     // Stored as found: a far connector missing from the map goes in as
     // 0xFFFFFFFF, and the walk over the map stops on it.
-    ConnectorMapEntry const farEntry((AudioComponent<IConnector>(farPart)));
+    ConnectorMapEntry const farEntry(asComponent(partner));
     m_connectorMap[index].links.append(static_cast<orv::Uint32>(findConnector(farEntry)));
 }
 
