@@ -276,8 +276,8 @@ TEST_F(WaveDevice, InputInitializationCheckLogsEachTermAndAThrowingCloseIsPassed
     devices.throwOnClose = true;
     HWAVEIN inputHandle = reinterpret_cast<HWAVEIN>(0x77);
     HWAVEOUT outputHandle = reinterpret_cast<HWAVEOUT>(0x78);
-    EXPECT_THROW(libSonvane::WaveInHandleStorage::dispose(inputHandle), std::runtime_error);
-    EXPECT_THROW(libSonvane::WaveOutHandleStorage::dispose(outputHandle), std::runtime_error);
+    EXPECT_THROW(libSonvane::WaveInHandleStorage::destroy(inputHandle), std::runtime_error);
+    EXPECT_THROW(libSonvane::WaveOutHandleStorage::destroy(outputHandle), std::runtime_error);
     EXPECT_TRUE(log.contains("WaveInHandleStorage.destroy encounters unknown exception", 4)) << log.dump();
     EXPECT_TRUE(log.contains("WaveOutHandleStorage.destroy encounters unknown exception", 4)) << log.dump();
     devices.throwOnClose = false;

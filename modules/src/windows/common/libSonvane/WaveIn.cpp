@@ -56,7 +56,7 @@ unsigned long long handleAsInteger(HWAVEIN handle) {
 
 namespace libSonvane {
 
-void WaveInHandleStorage::dispose(Handle& handle) {
+void WaveInHandleStorage::destroy(Handle& handle) {
     ORV_TRACE("WaveInHandleStorage::destroy");
     try {
         if (!isNil(handle)) {

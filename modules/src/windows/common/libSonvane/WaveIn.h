@@ -27,13 +27,17 @@
 namespace libSonvane {
 
 // Storage of an open waveIn handle for orv::SharedResource; null is no
-// device. Disposal closes the device.
+// device.
 struct SONVANE_API WaveInHandleStorage {
     typedef HWAVEIN Handle;
 
     static Handle nilValue() { return nullptr; }
     static bool isNil(Handle const& handle) { return handle == nullptr; }
-    static void dispose(Handle& handle);
+    // Closes the device of a valid handle and leaves the handle null; what
+    // the close throws is logged and passed on.
+    static void destroy(Handle& handle);
+    // What the shared resource calls when the last holder lets go.
+    static void dispose(Handle& handle) { destroy(handle); }
 };
 
 class SONVANE_API WaveIn {

@@ -41,7 +41,7 @@ DWORD const endlessLoops = 0xFFFFFFFFu;
 
 namespace libSonvane {
 
-void WaveOutHandleStorage::dispose(Handle& handle) {
+void WaveOutHandleStorage::destroy(Handle& handle) {
     ORV_TRACE("WaveOutHandleStorage::destroy");
     try {
         if (!isNil(handle)) {
