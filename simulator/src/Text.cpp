@@ -30,8 +30,8 @@ std::wstring lower(std::wstring text) {
     return text;
 }
 
-// Character by character, without lower-case copies: ids are compared on
-// nearly every call.
+// Character by character, without lower-case copies: faults that name an
+// object and the call-backs of a device compare ids on every call.
 bool sameText(const std::wstring& a, const std::wstring& b) {
     if (a.size() != b.size())
         return false;
