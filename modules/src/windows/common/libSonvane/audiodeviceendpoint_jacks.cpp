@@ -11,17 +11,25 @@
 #include <windows.h>
 #include <mmsystem.h>
 #include <objbase.h>
+#if __has_include(<mmddk.h>)
+#include <mmddk.h>
+#endif
 
 #include <cstdint>
+
+// Driver messages that ask a wave device for the id of the endpoint behind
+// it. They live in the multimedia driver header, which not every SDK
+// installation carries.
+#ifndef DRV_QUERYFUNCTIONINSTANCEID
+#define DRV_QUERYFUNCTIONINSTANCEID 0x811
+#endif
+#ifndef DRV_QUERYFUNCTIONINSTANCEIDSIZE
+#define DRV_QUERYFUNCTIONINSTANCEIDSIZE 0x812
+#endif
 
 ORV_LOG_CATEGORY("libSonvane.audioDeviceEndpoint");
 
 namespace {
-
-// Driver messages that ask a wave device for the id of the endpoint behind
-// it. They live in the driver kit's headers, which a build need not have.
-unsigned int const kQueryFunctionInstanceId = 0x811;
-unsigned int const kQueryFunctionInstanceIdSize = 0x812;
 
 // What waveLegacyDeviceID answers when no wave device matches. It is also
 // the wave mapper's number, so a stream opened with it still plays somewhere.
@@ -141,7 +149,8 @@ unsigned int AudioDevice::waveLegacyDeviceID() {
     UINT const count = legacyDeviceCount(flow);
     for (unsigned int legacyId = 0; legacyId < count; ++legacyId) {
         unsigned __int64 idSize = 0;
-        unsigned int result = waveMessage(flow, legacyId, kQueryFunctionInstanceIdSize, addressParameter(&idSize), 0);
+        unsigned int result =
+            waveMessage(flow, legacyId, DRV_QUERYFUNCTIONINSTANCEIDSIZE, addressParameter(&idSize), 0);
         if (result != 0) {
             ORV_LOG(3) << "waveMessage returns an error " << result;
             continue;
@@ -151,7 +160,7 @@ unsigned int AudioDevice::waveLegacyDeviceID() {
             ORV_LOG(3) << "Cannot allocate device id buffer";
             return kNoLegacyDevice;
         }
-        result = waveMessage(flow, legacyId, kQueryFunctionInstanceId, addressParameter(idText.get()), idSize);
+        result = waveMessage(flow, legacyId, DRV_QUERYFUNCTIONINSTANCEID, addressParameter(idText.get()), idSize);
         if (result != 0) {
             ORV_LOG(3) << "waveMessage returns an error " << result;
             continue;
