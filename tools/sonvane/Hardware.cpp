@@ -14,25 +14,32 @@ namespace {
 orv::Uint32 const kAllStates = DEVICE_STATEMASK_ALL;
 unsigned int const kNoWaveDevice = 0xFFFFFFFFu;
 
+// Levels come as floats; a thousandth of a decibel is finer than any
+// control steps, and keeps the float's noise out of the JSON.
+double decibels(float level) {
+    return rounded(level, 3);
+}
+
 // Percent values of the topology variant are computed from decibels by the
 // library's own rule, which puts the master between 50 and 150; people are
 // shown decibels there.
 nlohmann::json describeController(VolumeControllerInterface const& control, bool withPercent) {
     nlohmann::json channels = nlohmann::json::array();
     for (unsigned int channel = 0; channel < control.numChannel(); ++channel) {
-        nlohmann::json level = {{"db", control.volumeLevelDecibel(channel)}};
+        nlohmann::json level = {{"db", decibels(control.volumeLevelDecibel(channel))}};
         if (withPercent) {
             level["percent"] = control.volumeLevelPercent(channel);
         }
         channels.push_back(level);
     }
-    nlohmann::json description = {{"channels", channels}, {"masterDb", control.masterVolumeLevelDecibel()}};
+    nlohmann::json description = {{"channels", channels}, {"masterDb", decibels(control.masterVolumeLevelDecibel())}};
     if (withPercent) {
         description["masterPercent"] = control.masterVolumeLevelPercent();
     }
     VolumeControllerInterface::DbVolumeRange range = {};
     if (control.volumeRangeDecibel(0, range)) {
-        description["range"] = {{"minDb", range.minimum}, {"maxDb", range.maximum}, {"stepDb", range.step}};
+        description["range"] = {
+            {"minDb", decibels(range.minimum)}, {"maxDb", decibels(range.maximum)}, {"stepDb", decibels(range.step)}};
     }
     description["muted"] = control.hasMuteControl() ? nlohmann::json(control.isMuted()) : nlohmann::json();
     return description;

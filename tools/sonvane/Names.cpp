@@ -14,6 +14,9 @@ std::string stateName(unsigned int state) {
         return "not present";
     case DEVICE_STATE_UNPLUGGED:
         return "unplugged";
+    case 0xFFFFFFFFu:
+        // The library's mark of a device whose state could not be read.
+        return "unknown";
     default:
         return "state " + std::to_string(state);
     }

@@ -21,22 +21,27 @@ struct RecordOptions {
     StreamOptions stream;
 };
 
-double peakDb(PcmBlock const& block, size_t frames) {
+// The loudest sample in dBFS; null for a recording of pure zeros, which
+// has no level in decibels at all.
+nlohmann::json peakDb(PcmBlock const& block, size_t frames) {
     double peak = 0.0;
     for (unsigned int channel = 0; channel < block.format().channels; ++channel) {
         for (double sample : block.channel(channel, frames)) {
             peak = std::max(peak, std::fabs(sample));
         }
     }
-    return peak > 0.0 ? 20.0 * std::log10(peak) : -300.0;
+    return peak > 0.0 ? nlohmann::json(rounded(20.0 * std::log10(peak), 2)) : nlohmann::json();
+}
+
+std::string peakText(nlohmann::json const& peak) {
+    return peak.is_null() ? "silent (every sample zero)" : "peak " + fixed(peak.get<double>(), 1) + " dBFS";
 }
 
 std::string recordText(nlohmann::json const& data) {
     std::string text = "Recorded " + fixed(data["recordedSeconds"].get<double>(), 2) + " s from " +
                        std::to_string(data["endpoint"].get<unsigned int>()) + " \"" + data["name"].get<std::string>() +
                        "\" into " + data["file"].get<std::string>() + " (" + data["stack"].get<std::string>() + ", " +
-                       data["format"].get<std::string>() + "), peak " + fixed(data["peakDb"].get<double>(), 1) +
-                       " dBFS\n";
+                       data["format"].get<std::string>() + "), " + peakText(data["peakDb"]) + "\n";
     if (data["timedOut"].get<bool>()) {
         text += "The recording ran into its time limit; its end may be silent.\n";
     }

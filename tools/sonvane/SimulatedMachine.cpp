@@ -13,9 +13,19 @@
 
 namespace {
 
+// Says which of the usual mistakes it is, so that the user knows whether to
+// fix the name or the file's rights.
 void requireReadable(std::string const& file, char const* what) {
-    if (!std::ifstream(std::filesystem::u8path(file)).good()) {
-        throw fileError(std::string("cannot read the ") + what + " " + file);
+    std::filesystem::path const path = std::filesystem::u8path(file);
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+        throw fileError(std::string("cannot read the ") + what + " " + file + ": there is no such file");
+    }
+    if (std::filesystem::is_directory(path, ignored)) {
+        throw fileError(std::string("cannot read the ") + what + " " + file + ": it is a folder");
+    }
+    if (!std::ifstream(path).good()) {
+        throw fileError(std::string("cannot read the ") + what + " " + file + ": it cannot be opened");
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <iomanip>
 #include <sstream>
@@ -74,6 +75,11 @@ std::string fixed(double value, int decimals) {
     std::ostringstream text;
     text << std::fixed << std::setprecision(decimals) << value;
     return text.str();
+}
+
+double rounded(double value, int decimals) {
+    double const scale = std::pow(10.0, decimals);
+    return std::round(value * scale) / scale;
 }
 
 namespace {

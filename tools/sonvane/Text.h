@@ -25,6 +25,9 @@ bool equalsNoCase(std::string const& left, std::string const& right);
 
 // A number with a fixed count of decimals, "-6.0".
 std::string fixed(double value, int decimals);
+// The same rounding as a number, for JSON: a float level read as -39.15
+// stays -39.15 instead of -39.150001525878906.
+double rounded(double value, int decimals);
 
 // Rows of cells printed in columns, each as wide as its widest cell.
 class TextTable {

@@ -170,9 +170,17 @@ void watchEnumerator(Watchers& watchers) {
     }
 }
 
-std::string endpointLabel(std::string const& id) {
+// The endpoint's name as it reads now, on the main thread; empty for an id
+// that no longer opens (a removed device).
+std::string currentName(std::string const& id) {
     AudioDevice const device{orvText(id)};
-    return device.isInitialized() ? "\"" + endpointName(device) + "\" " + id : id;
+    return device.isInitialized() ? endpointName(device) : std::string();
+}
+
+std::string endpointLabel(nlohmann::json const& event) {
+    std::string const id = event["id"].get<std::string>();
+    std::string const name = event.value("name", std::string());
+    return name.empty() ? id : "\"" + name + "\" " + id;
 }
 
 std::string eventLine(nlohmann::json const& event) {
@@ -181,7 +189,7 @@ std::string eventLine(nlohmann::json const& event) {
         return line + "card " + std::to_string(event["card"].get<unsigned int>()) + ": " +
                event["event"].get<std::string>() + "\n";
     }
-    line += "endpoint " + endpointLabel(event["id"].get<std::string>()) + " " + event["event"].get<std::string>();
+    line += "endpoint " + endpointLabel(event) + " " + event["event"].get<std::string>();
     if (event.contains("state")) {
         line += ": " + event["state"].get<std::string>();
     }
@@ -194,7 +202,12 @@ std::string eventLine(nlohmann::json const& event) {
     return line + "\n";
 }
 
-void print(Session const& session, nlohmann::json const& event) {
+// Text and JSON carry the same facts: the endpoint's name joins the event
+// in both.
+void print(Session const& session, nlohmann::json event) {
+    if (event["source"] == "endpoint") {
+        event["name"] = currentName(event["id"].get<std::string>());
+    }
     console::out(session.json ? event.dump() + "\n" : eventLine(event));
 }
 

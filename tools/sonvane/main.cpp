@@ -22,14 +22,26 @@ namespace {
 
 char const* const kFooter = R"(Endpoints are chosen by their number in 'sonvane list', by their id, or by a
 part of their name; without one a command takes the default endpoint.
+--json and --machine FILE may stand before or after the command.
 
 Exit codes:
   0  done, or every loopback check passed
   1  a loopback check failed
   2  the command line is wrong
   3  no such endpoint, or the device or the platform refused
-  4  a file cannot be read or written, or the machine file is bad
+  4  a file cannot be read or written, or the machine file or event script is bad
   5  stopped by Ctrl+C before the work was done
+)";
+
+// Shown by 'sonvane --help' only; each command's help tells its own options.
+char const* const kExamples = R"(Examples:
+  sonvane list
+  sonvane volume set 40% speak          (or -12dB; 'volume get' reads it back)
+  sonvane play --seconds 5 --frequency 440 2
+  sonvane record take.wav --seconds 10 "Microphone Array"
+  sonvane loopback --render speak --capture array --stack legacy
+  sonvane --machine simulator/machines/laptop.json report -o laptop.html
+
 )";
 
 // The command line as UTF-8, whatever the console's code page: endpoint
@@ -75,6 +87,34 @@ std::string unknownCommand(CLI::App& app, std::vector<std::string> const& argume
     return std::string();
 }
 
+// The innermost command the command line reached ("sonvane volume set"),
+// so that an error points at the help that tells how to mend it.
+CLI::App* innermostCommand(CLI::App& app) {
+    CLI::App* command = &app;
+    for (std::vector<CLI::App*> parsed = command->get_subcommands(); !parsed.empty();
+         parsed = command->get_subcommands()) {
+        command = parsed.front();
+    }
+    return command;
+}
+
+std::string commandPath(CLI::App const* command) {
+    std::string path = command->get_name();
+    for (CLI::App const* parent = command->get_parent(); parent; parent = parent->get_parent()) {
+        path = parent->get_name() + " " + path;
+    }
+    return path;
+}
+
+// A command that stands for a group ("volume") says which words may follow.
+std::string missingSubcommand(CLI::App const* command) {
+    std::string choices;
+    for (CLI::App const* sub : command->get_subcommands([](CLI::App const*) { return true; })) {
+        choices += (choices.empty() ? "" : " or ") + sub->get_name();
+    }
+    return "'" + commandPath(command) + "' needs a command after it: " + choices;
+}
+
 // One-line errors instead of CLI11's two lines; help goes to standard
 // output with exit code 0.
 int parseFailure(CLI::App& app, CLI::ParseError const& failure, std::vector<std::string> const& arguments) {
@@ -86,7 +126,11 @@ int parseFailure(CLI::App& app, CLI::ParseError const& failure, std::vector<std:
         console::error("unknown command '" + unknown + "' (see 'sonvane --help')");
         return static_cast<int>(ExitCode::Usage);
     }
-    console::error(std::string(failure.what()) + " (see 'sonvane --help')");
+    CLI::App const* command = innermostCommand(app);
+    bool const groupWithoutCommand = command != &app && !command->get_subcommands([](CLI::App const*) { return true; }).empty() &&
+                                     std::string(failure.what()).find("subcommand is required") != std::string::npos;
+    std::string const reason = groupWithoutCommand ? missingSubcommand(command) : std::string(failure.what());
+    console::error(reason + " (see '" + commandPath(command) + " --help')");
     return static_cast<int>(ExitCode::Usage);
 }
 
@@ -132,6 +176,8 @@ int main() {
     CLI::App app("sonvane: the machine's audio hardware as libSonvane sees it, and tests to run on it.",
                  "sonvane");
     app.footer(kFooter);
+    // Paths such as /tmp/take.wav (under Wine) are files, not options.
+    app.allow_windows_style_options(false);
     app.require_subcommand(1);
     app.fallthrough();
     Session session;
@@ -147,6 +193,8 @@ int main() {
     addLoopbackCommand(app, chosen);
     addWatchCommand(app, chosen);
     addReportCommand(app, chosen);
+    // Commands took the plain footer when they were added.
+    app.footer(std::string(kExamples) + kFooter);
 
     std::vector<std::string> arguments = utf8Arguments();
     std::vector<char*> pointers;
