@@ -280,6 +280,28 @@ TEST_F(ExclusiveStreamTest, UnexaminedResultsLeaveTheStreamsRunningAndExaminedOn
         EXPECT_FALSE(renderer.initialize(speakers, &tone->buffer));
         EXPECT_TRUE(log.contains("IAudioClient::GetBufferSize returns 0x80004005 Max Frame Size 0", 2)) << log.dump();
     }
+
+    // The polled capture reads the packet size into the frame count of the
+    // packet it took last: once the size cannot be read, it fetches packet
+    // after packet all the same and fills the buffer. A clock this fast has
+    // packets waiting at every look.
+    {
+        audiosim::MachineDescription description = shippedDescription("laptop.json");
+        description.find(kMicArray)->stream.eventDriven = false;
+        description.find(kMicArray)->stream.captureSource = {audiosim::CaptureSource::Tone, 1000.0, 0.25, L""};
+        audiosim::Machine& polled = installLaptop(description);
+        // Packets of 15000 frames: four to fill a second.
+        auto room = ClientBuffer::silence(1.0);
+        libSonvane::AudioCaptureEx capture;
+        ASSERT_TRUE(capture.initialize(microphone, &room->buffer));
+        polled.setClockSpeed(1000000.0);
+        polled.faults().add(Fault::on(L"IAudioCaptureClient::GetNextPacketSize", E_FAIL).window(2, 0));
+        ASSERT_TRUE(capture.start());
+        while (capture.isStillRecording() && polled.calls().count(L"IAudioCaptureClient::GetNextPacketSize") < 10000)
+            Sleep(1);
+        EXPECT_TRUE(capture.stop());
+        EXPECT_EQ(room->buffer.size, room->buffer.writePosition);
+    }
 }
 
 TEST_F(ExclusiveStreamTest, EventWorkerEndsWith258WhenTheDeviceStopsSignalling) {

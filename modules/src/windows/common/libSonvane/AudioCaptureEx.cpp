@@ -25,6 +25,7 @@ bool refusesTheSize(HRESULT result) {
            result == AUDCLNT_E_BUFFER_SIZE_NOT_ALIGNED;
 }
 
+// Cleared ahead of the call, so that a size that cannot be read is no packet.
 UINT32 nextPacketFrames(IAudioCaptureClient* client) {
     UINT32 frames = 0;
     client->GetNextPacketSize(&frames);
@@ -335,11 +336,16 @@ int AudioCaptureEx::resupplyBusyWait(orv::ManagedThread& thread) {
     capture->m_threadStarted = true;
     ORV_LOG(1) << " PCM buffer available space " << capture->freeBytes() << " bytes";
 
+    // One frame count serves the whole loop: the packet size is read into it
+    // and GetBuffer writes it. A size that cannot be read therefore leaves
+    // the last packet's count standing, and the next packet is fetched all
+    // the same.
+    Packet packet;
     while (capture->m_keepRunning && buffer->size != buffer->writePosition) {
-        if (nextPacketFrames(captureClient) == 0) {
+        captureClient->GetNextPacketSize(&packet.frames);
+        if (packet.frames == 0) {
             continue;
         }
-        Packet packet;
         HRESULT const result = takePacket(captureClient, packet);
         if (FAILED(result)) {
             ORV_LOG(3) << "GetBuffer failed " << orv::OrvValue(result).toHexString(true);
