@@ -25,9 +25,18 @@ TEST(CliBadInput, EachMistakeGetsOneClearLineAndItsExitCode) {
     expectOneLine(runTool({"volume", "set", "loud"}), 2, "cannot read the level \"loud\"");
     expectOneLine(runTool({"play", "--bits", "12"}), 2, "12-bit");
     expectOneLine(runTool({"watch", "--script", "events.json"}), 2, "--machine");
+    // A command group without its word names the words, and a command's
+    // mistake points at that command's help.
+    expectOneLine(runTool({"volume"}), 2, "get or set");
+    expectOneLine(runTool({"record"}), 2, "see 'sonvane record --help'");
 
     ScratchFolder folder;
-    expectOneLine(runTool({"--machine", folder.file("absent.json"), "list"}), 4, "absent.json");
+    expectOneLine(runTool({"--machine", folder.file("absent.json"), "list"}), 4, "absent.json: there is no such file");
+    expectOneLine(runTool({"--machine", folder.path(), "list"}), 4, "it is a folder");
+    // A path written the Unix way (as under Wine) is a file, not an option:
+    // the folder is missing, so it cannot be written.
+    expectOneLine(runTool({"--machine", machine("laptop.json"), "record", "/no-such-folder/take.wav", "--seconds", "0.1"}),
+                  4, "cannot write /no-such-folder/take.wav");
     folder.write("broken.json", R"({"name": "broken", "endpoints": [{"id": "x", "flow": "sideways"}]})");
     ToolRun const broken = runTool({"--machine", folder.file("broken.json"), "list"});
     expectOneLine(broken, 4, "broken.json");

@@ -168,6 +168,11 @@ TEST(CliOnTheLaptop, WatchPrintsScriptedEventsAsTheyArrive) {
     EXPECT_TRUE(seen("card", "endpoint state changed", "")) << run.out;
     EXPECT_TRUE(seen("endpoint", "state changed", kJackMicrophone)) << run.out;
     EXPECT_TRUE(seen("endpoint", "became the default", kHeadphones)) << run.out;
+    for (auto const& event : events) {
+        if (event["source"] == "endpoint" && event["id"] == kJackMicrophone) {
+            EXPECT_EQ("Microphone (Realtek High Definition Audio)", event.value("name", "")) << "as the text line names it";
+        }
+    }
 }
 
 // The microphone array in the lid hears the speakers in the base, so the
@@ -220,6 +225,14 @@ TEST(CliOnTheLaptop, RecordingsHoldWhatTheMicrophoneHears) {
             EXPECT_LE(tone.longestGapMs, 1.0);
         }
     }
+
+    // The shipped array hears only the speakers: with nothing playing every
+    // sample is zero, which has no peak in decibels.
+    ToolRun const silent = onLaptop({"--json", "record", folder.file("silent.wav"), "--seconds", "0.2"});
+    ASSERT_EQ(0, silent.exitCode) << silent.describe();
+    EXPECT_TRUE(silent.json()["peakDb"].is_null()) << silent.out;
+    ToolRun const silentText = onLaptop({"record", folder.file("silent.wav"), "--seconds", "0.2"});
+    EXPECT_NE(std::string::npos, silentText.out.find("every sample zero")) << silentText.describe();
 }
 
 TEST(CliOnTheLaptop, EveryReadingCommandAnswersInJsonAndEveryCommandExplainsItself) {
