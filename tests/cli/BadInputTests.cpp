@@ -55,6 +55,8 @@ TEST(CliBadInput, AFormatTheDeviceRefusesEndsBeforeAnyFileAppears) {
     ToolRun const record = runTool({"--machine", machine("laptop.json"), "record", folder.file("take.wav"),
                                     "Microphone Array", "--rate", "22050"});
     expectOneLine(record, 3, "22050 Hz");
+    EXPECT_NE(std::string::npos, record.err.find("try its own format, --rate 48000 --bits 16 --channels 2"))
+        << "the refusal tells the options the device takes\n" << record.describe();
     EXPECT_TRUE(folder.names().empty()) << "a file was left behind";
 
     expectOneLine(runTool({"--machine", machine("laptop.json"), "play", "Speakers", "--channels", "1"}), 3,

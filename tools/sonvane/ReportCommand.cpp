@@ -40,7 +40,8 @@ std::string now() {
 
 std::string reportText(nlohmann::json const& data) {
     return "Wrote the report of " + data["machine"].get<std::string>() + " to " + data["file"].get<std::string>() +
-           " (" + std::to_string(data["cards"].get<unsigned int>()) + " cards, loopback " +
+           " (" + std::to_string(data["cards"].get<unsigned int>()) +
+           (data["cards"].get<unsigned int>() == 1 ? " card" : " cards") + ", loopback " +
            data["loopback"].get<std::string>() + ")\n";
 }
 
@@ -64,7 +65,7 @@ ExitCode runReport(Session& session, ReportOptions const& options) {
                 throw;
             }
             contents.loopbackFailure = std::string("The loopback test could not run: ") + failure.what();
-            console::note(contents.loopbackFailure);
+            console::note(std::string("the loopback test could not run: ") + failure.what());
         }
         if (loopback && loopback->stopped) {
             return ExitCode::Stopped;

@@ -25,10 +25,34 @@ std::unique_ptr<libSonvane::AudioCapture> makeCapture(Stack stack) {
     return std::make_unique<libSonvane::AudioCaptureLegacyWave>();
 }
 
+// The format the device runs at by itself is the one most likely to be
+// taken; naming it as options saves the user a guess. Empty when the device
+// does not tell it, when it is what was asked, or when the tool cannot make it.
+std::string ownFormatHint(AudioDevice const& endpoint, PcmFormat const& asked) {
+    WAVEFORMATEX const& own = endpoint.deviceProperty().deviceFormat.Format;
+    PcmFormat suggested;
+    suggested.rate = own.nSamplesPerSec;
+    suggested.bits = own.wBitsPerSample;
+    suggested.channels = own.nChannels;
+    bool const makeable = (suggested.bits == 16 || suggested.bits == 24 || suggested.bits == 32) &&
+                          suggested.channels >= 1 && suggested.channels <= 8 && suggested.rate >= 8000;
+    bool const same = suggested.rate == asked.rate && suggested.bits == asked.bits && suggested.channels == asked.channels;
+    if (!makeable || same) {
+        return std::string();
+    }
+    return "try its own format, --rate " + std::to_string(suggested.rate) + " --bits " + std::to_string(suggested.bits) +
+           " --channels " + std::to_string(suggested.channels);
+}
+
 ToolError refusal(char const* what, Stack stack, AudioDevice const& endpoint, PcmFormat const& format) {
     std::string const name = endpointName(endpoint);
+    std::string hint = ownFormatHint(endpoint, format);
+    if (stack == Stack::Exclusive) {
+        hint += (hint.empty() ? "try" : ", or") + std::string(" --stack legacy");
+    }
     return deviceError(libraryLog::explain("\"" + name + "\" refuses to " + what + " " + format.text() +
-                                           (stack == Stack::Exclusive ? " in exclusive mode" : " on its wave device")));
+                                           (stack == Stack::Exclusive ? " in exclusive mode" : " on its wave device")) +
+                       (hint.empty() ? "" : "; " + hint));
 }
 
 }  // namespace
