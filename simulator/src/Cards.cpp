@@ -61,16 +61,9 @@ void addEndpoint(MachineDescription& machine, const Card& card, const CardOption
 }
 
 void addPin(Topology& topology, const EndpointKind& kind, EDataFlow flow) {
-    KSJACK_DESCRIPTION jack{};
-    jack.ChannelMapping = 3;
-    jack.ConnectionType = kind.connection;
-    jack.GeoLocation = eGeoLocRear;
-    jack.GenLocation = eGenLocPrimaryBox;
-    jack.PortConnection = ePortConnJack;
-    jack.IsConnected = TRUE;
     const std::wstring volume = std::wstring(kind.pin).substr(0, std::wcslen(kind.pin) - 4) + L" Volume";
     topology.addConnector(Part::connector(kind.pin, Physical_External, flow == eRender ? Out : In, nodeType(kind.nodeType))
-                              .withJack(jack));
+                              .withJack(pluggedJack(kind.connection, eGeoLocRear)));
     LevelNode level;
     level.minDb = -65.25f;
     level.stepDb = 0.75f;

@@ -289,6 +289,19 @@ Part& Part::connectTo(std::wstring device, std::wstring connector) {
     return *this;
 }
 
+KSJACK_DESCRIPTION pluggedJack(EPcxConnectionType connection, EPcxGeoLocation location, COLORREF color,
+                               DWORD channelMapping) {
+    KSJACK_DESCRIPTION jack{};
+    jack.ChannelMapping = channelMapping;
+    jack.Color = color;
+    jack.ConnectionType = connection;
+    jack.GeoLocation = location;
+    jack.GenLocation = eGenLocPrimaryBox;
+    jack.PortConnection = ePortConnJack;
+    jack.IsConnected = TRUE;
+    return jack;
+}
+
 Part& Part::withJack(const KSJACK_DESCRIPTION& jack) {
     if (!jacks)
         jacks.emplace();

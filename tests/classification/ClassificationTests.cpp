@@ -32,14 +32,7 @@ wchar_t const kFriendlyNameKey[] = L"{B3F8FA53-0004-438E-9003-51A46E139BFC},6";
 char const kCategory[] = "libSonvane.audioDeviceEndpoint";
 
 KSJACK_DESCRIPTION jack(EPcxConnectionType type, EPcxGeoLocation location = eGeoLocFront) {
-    KSJACK_DESCRIPTION description = {};
-    description.ChannelMapping = 1;
-    description.ConnectionType = type;
-    description.GeoLocation = location;
-    description.GenLocation = eGenLocPrimaryBox;
-    description.PortConnection = ePortConnJack;
-    description.IsConnected = TRUE;
-    return description;
+    return audiosim::pluggedJack(type, location, 0, SPEAKER_FRONT_LEFT);
 }
 
 // One capture endpoint: its enumerator name (null: not in the store), the

@@ -25,15 +25,7 @@ std::wstring connectorId(std::wstring const& device, unsigned int index) {
 }
 
 KSJACK_DESCRIPTION jackOfColour(DWORD colour) {
-    KSJACK_DESCRIPTION jack = {};
-    jack.ChannelMapping = SPEAKER_FRONT_LEFT | SPEAKER_FRONT_RIGHT;
-    jack.Color = colour;
-    jack.ConnectionType = eConnType3Point5mm;
-    jack.GeoLocation = eGeoLocFront;
-    jack.GenLocation = eGenLocPrimaryBox;
-    jack.PortConnection = ePortConnJack;
-    jack.IsConnected = TRUE;
-    return jack;
+    return audiosim::pluggedJack(eConnType3Point5mm, eGeoLocFront, colour);
 }
 
 std::vector<DWORD> coloursOf(orv::Array<KSJACK_DESCRIPTION> const& list) {

@@ -27,15 +27,7 @@ namespace {
 const wchar_t kCodec[] = L"{2}.\\\\?\\hdaudio#func_01&ven_7a3c#1#{6994ad04-93ef-11d0-a3cc-00a0c9223196}\\etopo";
 
 KSJACK_DESCRIPTION jack(COLORREF color) {
-    KSJACK_DESCRIPTION description = {};
-    description.ChannelMapping = 3;
-    description.Color = color;
-    description.ConnectionType = eConnType3Point5mm;
-    description.GeoLocation = eGeoLocRear;
-    description.GenLocation = eGenLocPrimaryBox;
-    description.PortConnection = ePortConnJack;
-    description.IsConnected = TRUE;
-    return description;
+    return audiosim::pluggedJack(eConnType3Point5mm, eGeoLocRear, color);
 }
 
 // A codec connector and an endpoint connector leading to it.

@@ -115,6 +115,12 @@ struct Part {
     Part& withInputSelector(std::wstring selected);
 };
 
+// A jack as a connector's IKsJackDescription describes it: plugged, on a
+// jack of the main enclosure, with the given kind, place, colour and
+// speakers (front left and right unless told).
+KSJACK_DESCRIPTION pluggedJack(EPcxConnectionType connection, EPcxGeoLocation location, COLORREF color = 0,
+                               DWORD channelMapping = SPEAKER_FRONT_LEFT | SPEAKER_FRONT_RIGHT);
+
 // A link inside one topology, in the direction of the signal, between parts
 // named by their names.
 struct Link {
