@@ -16,6 +16,9 @@ ExitCode runLoopbackCommand(Session& session, LoopbackSettings const& settings) 
     LoopbackResult const result = runLoopback(settings, endpoints);
     session.emit(loopbackJson(result), loopbackText);
     if (result.stopped) {
+        if (!settings.saveFile.empty()) {
+            console::note("stopped; " + settings.saveFile + " was not written");
+        }
         return ExitCode::Stopped;
     }
     return result.passed ? ExitCode::Ok : ExitCode::TestFailed;

@@ -65,7 +65,7 @@ ExitCode runRecord(Session& session, RecordOptions const& options) {
         recorder.start() && waitWhile([&recorder] { return recorder.isRecording(); }, &progress, limit);
     int const exitCode = recorder.stop();
     if (!finished) {
-        console::note("stopped; nothing was written");
+        console::note("stopped; " + options.file + " was not written");
         return ExitCode::Stopped;
     }
     size_t const frames = recorder.recordedFrames();

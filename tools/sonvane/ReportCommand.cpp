@@ -68,6 +68,7 @@ ExitCode runReport(Session& session, ReportOptions const& options) {
             console::note(std::string("the loopback test could not run: ") + failure.what());
         }
         if (loopback && loopback->stopped) {
+            console::note("stopped; the report was not written");
             return ExitCode::Stopped;
         }
     }

@@ -87,6 +87,12 @@ Player::~Player() {
 bool Player::start(bool loop) {
     libraryLog::clear();
     unsigned int const flags = loop ? libSonvane::AudioRenderer::PlayLoop : libSonvane::AudioRenderer::PlayOnce;
+    // A stop asked for before the start is honoured here: the library's
+    // start, stopped while its worker is not yet running, waits for that
+    // worker to play the whole sound.
+    if (console::stopRequested()) {
+        return false;
+    }
     m_started = m_renderer->play(flags);
     if (!m_started && !console::stopRequested()) {
         throw deviceError(libraryLog::explain("playing did not start"));
@@ -120,6 +126,12 @@ Recorder::~Recorder() {
 bool Recorder::start() {
     libraryLog::clear();
     m_block.buffer().writePosition = 0;
+    // A stop asked for before the start is honoured here: the library's
+    // start, stopped while its worker is not yet running, waits for that
+    // worker to fill the whole buffer.
+    if (console::stopRequested()) {
+        return false;
+    }
     m_started = m_capture->start();
     if (!m_started && !console::stopRequested()) {
         throw deviceError(libraryLog::explain("recording did not start"));
