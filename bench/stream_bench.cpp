@@ -23,6 +23,7 @@
 #include <analysis/SignalAnalysis.h>
 
 #include <SinkKeeper.h>
+#include <PcmFormat.h>
 
 #include <windows.h>
 #include <mmdeviceapi.h>
@@ -42,14 +43,7 @@ int const kRounds = 5;
 int const kSoundThreshold = 328;
 
 WAVEFORMATEX stereo16() {
-    WAVEFORMATEX format = {};
-    format.wFormatTag = WAVE_FORMAT_PCM;
-    format.nChannels = kChannels;
-    format.nSamplesPerSec = kRate;
-    format.wBitsPerSample = 16;
-    format.nBlockAlign = static_cast<WORD>(kChannels * 2);
-    format.nAvgBytesPerSec = kRate * format.nBlockAlign;
-    return format;
+    return pcmFormat(kChannels, 16, kRate);
 }
 
 // A PCM buffer over samples of its own, with a spare frame behind the end

@@ -12,6 +12,7 @@
 #include <analysis/SignalAnalysis.h>
 
 #include <LogCapture.h>
+#include <PcmFormat.h>
 #include <SinkKeeper.h>
 #include <gtest/gtest.h>
 
@@ -36,14 +37,7 @@ double const kEdgeMs = 20.0;
 unsigned int const kNoLegacyDevice = 0xFFFFFFFFu;
 
 WAVEFORMATEX stereo16() {
-    WAVEFORMATEX format = {};
-    format.wFormatTag = WAVE_FORMAT_PCM;
-    format.nChannels = kChannels;
-    format.nSamplesPerSec = kRate;
-    format.wBitsPerSample = 16;
-    format.nBlockAlign = static_cast<WORD>(kChannels * 2);
-    format.nAvgBytesPerSec = kRate * format.nBlockAlign;
-    return format;
+    return pcmFormat(kChannels, 16, kRate);
 }
 
 std::size_t framesOf(double seconds) {

@@ -5,6 +5,7 @@
 #include <libSonvane/WaveOut.h>
 
 #include <LogCapture.h>
+#include <PcmFormat.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -24,14 +25,7 @@ unsigned int const kToneHz = 1000;
 double const kPi = 3.14159265358979323846;
 
 WAVEFORMATEX stereo16() {
-    WAVEFORMATEX format = {};
-    format.wFormatTag = WAVE_FORMAT_PCM;
-    format.nChannels = kChannels;
-    format.nSamplesPerSec = kRate;
-    format.wBitsPerSample = 16;
-    format.nBlockAlign = static_cast<WORD>(kChannels * 2);
-    format.nAvgBytesPerSec = kRate * format.nBlockAlign;
-    return format;
+    return pcmFormat(kChannels, 16, kRate);
 }
 
 // Interleaved 16-bit samples of `milliseconds`, a sine of kToneHz at half of

@@ -4,6 +4,8 @@
 // endpoint to a capture endpoint.
 #include "SimulatorTestSupport.h"
 
+#include <PcmFormat.h>
+
 #include <audioclient.h>
 
 #include <cmath>
@@ -21,17 +23,6 @@ const HRESULT kExclusiveNotAllowed = static_cast<HRESULT>(0x8889000E);
 
 const wchar_t cableInputId[] = L"{0.0.0.00000000}.{9e3c4d5f-6071-4283-94a5-c6d7e8f90a1b}";
 const wchar_t cableOutputId[] = L"{0.0.1.00000000}.{af4d5e60-7182-4394-a5b6-d7e8f90a1b2c}";
-
-WAVEFORMATEX pcm(WORD channels, WORD bits, DWORD rate) {
-    WAVEFORMATEX format{};
-    format.wFormatTag = WAVE_FORMAT_PCM;
-    format.nChannels = channels;
-    format.wBitsPerSample = bits;
-    format.nSamplesPerSec = rate;
-    format.nBlockAlign = static_cast<WORD>(channels * bits / 8);
-    format.nAvgBytesPerSec = format.nBlockAlign * rate;
-    return format;
-}
 
 ATL::CComPtr<IAudioClient> audioClient(audiosim::Machine& machine, const std::wstring& id) {
     ATL::CComPtr<IAudioClient> client;
@@ -88,8 +79,8 @@ TEST_F(StreamTest, FormatsAndBufferLimitsAreAnsweredPerShareMode) {
     ATL::CComPtr<IAudioClient> client = audioClient(machine, speakersId);
     ASSERT_NE(nullptr, client.p);
 
-    WAVEFORMATEX accepted = pcm(2, 16, 48000);
-    WAVEFORMATEX mono = pcm(1, 16, 48000);
+    WAVEFORMATEX accepted = pcmFormat(2, 16, 48000);
+    WAVEFORMATEX mono = pcmFormat(1, 16, 48000);
     EXPECT_EQ(S_OK, client->IsFormatSupported(AUDCLNT_SHAREMODE_EXCLUSIVE, &accepted, nullptr));
     EXPECT_EQ(kUnsupportedFormat, client->IsFormatSupported(AUDCLNT_SHAREMODE_EXCLUSIVE, &mono, nullptr));
     // Shared mode converts: the closest match is the mix format.
@@ -135,7 +126,7 @@ TEST_F(StreamTest, TheRefusalsAreChosenInTheDescription) {
                     "eventRefusal": "AUDCLNT_E_UNSUPPORTED_FORMAT", "bufferRefusal": "0x88890016",
                     "maximumBuffer": 1000000}}]})";
     audiosim::Machine machine = audiosim::Machine::fromJson(text, "refusals.json");
-    WAVEFORMATEX format = pcm(2, 16, 48000);
+    WAVEFORMATEX format = pcmFormat(2, 16, 48000);
     ATL::CComPtr<IAudioClient> client = audioClient(machine, L"{0.0.1.00000000}.{1}");
     EXPECT_EQ(kUnsupportedFormat, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, AUDCLNT_STREAMFLAGS_EVENTCALLBACK,
                                                      100000, 100000, &format, nullptr));
@@ -156,7 +147,7 @@ TEST_F(StreamTest, TheRefusalsAreChosenInTheDescription) {
 TEST_F(StreamTest, RenderPaddingFallsAtTheSampleRateAndTheMachineKeepsWhatWasPlayed) {
     audiosim::Machine machine = laptop();
     ATL::CComPtr<IAudioClient> client = audioClient(machine, speakersId);
-    WAVEFORMATEX format = pcm(2, 16, 48000);
+    WAVEFORMATEX format = pcmFormat(2, 16, 48000);
     ASSERT_EQ(S_OK, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 2000000, 2000000, &format, nullptr));
     ATL::CComPtr<IAudioRenderClient> render = service<IAudioRenderClient>(client);
     ASSERT_NE(nullptr, render.p);
@@ -201,7 +192,7 @@ TEST_F(StreamTest, RenderPaddingFallsAtTheSampleRateAndTheMachineKeepsWhatWasPla
 TEST_F(StreamTest, CapturePacketsComeOncePerPeriodFromTheSourceWithTheEvent) {
     audiosim::Machine machine = laptopHearingATone();
     ATL::CComPtr<IAudioClient> client = audioClient(machine, micArrayId);
-    WAVEFORMATEX format = pcm(2, 16, 48000);
+    WAVEFORMATEX format = pcmFormat(2, 16, 48000);
     ASSERT_EQ(S_OK, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, AUDCLNT_STREAMFLAGS_EVENTCALLBACK, 100000, 100000,
                                        &format, nullptr));
     const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
@@ -249,7 +240,7 @@ TEST_F(StreamTest, CapturePacketsComeOncePerPeriodFromTheSourceWithTheEvent) {
 
 TEST_F(StreamTest, ALoopbackEndpointRecordsWhatTheRenderEndpointPlays) {
     audiosim::Machine machine = audiosim::Machine::fromFile(machineFile("virtual.json"));
-    WAVEFORMATEX format = pcm(2, 16, 48000);
+    WAVEFORMATEX format = pcmFormat(2, 16, 48000);
     ATL::CComPtr<IAudioClient> output = audioClient(machine, cableOutputId);
     ASSERT_EQ(S_OK, output->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 100000, 100000, &format, nullptr));
     ATL::CComPtr<IAudioCaptureClient> capture = service<IAudioCaptureClient>(output);

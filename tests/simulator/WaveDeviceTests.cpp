@@ -4,6 +4,8 @@
 // log.
 #include "SimulatorTestSupport.h"
 
+#include <PcmFormat.h>
+
 #include <platform/Platform.h>
 
 #include <cmath>
@@ -14,17 +16,6 @@ namespace {
 
 const UINT kQueryIdSize = 0x812;
 const UINT kQueryId = 0x811;
-
-WAVEFORMATEX pcm16(WORD channels, DWORD rate) {
-    WAVEFORMATEX format{};
-    format.wFormatTag = WAVE_FORMAT_PCM;
-    format.nChannels = channels;
-    format.wBitsPerSample = 16;
-    format.nSamplesPerSec = rate;
-    format.nBlockAlign = static_cast<WORD>(channels * 2);
-    format.nAvgBytesPerSec = format.nBlockAlign * rate;
-    return format;
-}
 
 std::wstring functionInstanceId(UINT number, bool render) {
     platform::WaveDevices& wave = platform::wave();
@@ -123,7 +114,7 @@ TEST_F(WaveDeviceTest, HeadersMoveAsWinmmMovesThemAndTheMapperPlaysOnTheDefault)
     audiosim::Machine machine = laptop();
     audiosim::Installation installation(machine, selfTestOptions());
     platform::WaveDevices& wave = platform::wave();
-    WAVEFORMATEX format = pcm16(2, 48000);
+    WAVEFORMATEX format = pcmFormat(2, 16, 48000);
     HWAVEOUT out = nullptr;
     ASSERT_EQ(MMSYSERR_NOERROR, wave.outOpen(&out, WAVE_MAPPER, &format, 0, 0, CALLBACK_NULL));
 
@@ -168,7 +159,7 @@ TEST_F(WaveDeviceTest, RecordingFillsTheBufferFromTheSourceAndStopGivesBackThePa
     audiosim::Machine machine = laptopHearingATone();
     audiosim::Installation installation(machine, selfTestOptions());
     platform::WaveDevices& wave = platform::wave();
-    WAVEFORMATEX format = pcm16(2, 48000);
+    WAVEFORMATEX format = pcmFormat(2, 16, 48000);
     HWAVEIN in = nullptr;
     ASSERT_EQ(MMSYSERR_NOERROR, wave.inOpen(&in, 0, &format, 0, 0, CALLBACK_NULL));
 
@@ -211,7 +202,7 @@ TEST_F(WaveDeviceTest, FaultsAnswerTheWaveFunctionsAndTheSystemComesBackAfterwar
         EXPECT_NE(system, &platform::wave());
         machine.faults().add(audiosim::Fault::on(L"waveOutOpen", MMSYSERR_ALLOCATED).at(speakersId));
         machine.faults().add(audiosim::Fault::on(L"waveInGetNumDevs", E_FAIL));
-        WAVEFORMATEX format = pcm16(2, 48000);
+        WAVEFORMATEX format = pcmFormat(2, 16, 48000);
         HWAVEOUT out = nullptr;
         EXPECT_EQ(MMSYSERR_ALLOCATED, platform::wave().outOpen(&out, 0, &format, 0, 0, CALLBACK_NULL));
         EXPECT_EQ(nullptr, out);

@@ -2,6 +2,8 @@
 
 #include <analysis/SignalAnalysis.h>
 
+#include <PcmFormat.h>
+
 #include <brel5/DiagModule.h>
 
 #include <atomic>
@@ -73,14 +75,7 @@ audiosim::Machine jackMachine() {
 }
 
 WAVEFORMATEX stereo16() {
-    WAVEFORMATEX format = {};
-    format.wFormatTag = WAVE_FORMAT_PCM;
-    format.nChannels = kChannels;
-    format.nSamplesPerSec = kRate;
-    format.wBitsPerSample = 16;
-    format.nBlockAlign = static_cast<WORD>(kChannels * 2);
-    format.nAvgBytesPerSec = kRate * format.nBlockAlign;
-    return format;
+    return pcmFormat(kChannels, 16, kRate);
 }
 
 std::string machineFile(char const* name) {

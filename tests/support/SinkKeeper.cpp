@@ -1,21 +1,8 @@
 #include <SinkKeeper.h>
 
+#include <PcmFormat.h>
+
 #include <algorithm>
-
-namespace {
-
-WAVEFORMATEX keeperFormat() {
-    WAVEFORMATEX format = {};
-    format.wFormatTag = WAVE_FORMAT_PCM;
-    format.nChannels = 2;
-    format.nSamplesPerSec = 48000;
-    format.wBitsPerSample = 16;
-    format.nBlockAlign = 4;
-    format.nAvgBytesPerSec = 48000 * 4;
-    return format;
-}
-
-}  // namespace
 
 // A tenth of a second, looped for ever. An abandoned turn (its holder died)
 // is a turn all the same.
@@ -27,7 +14,7 @@ SinkKeeper::SinkKeeper()
     if (m_turn) {
         WaitForSingleObject(m_turn, INFINITE);
     }
-    WAVEFORMATEX const format = keeperFormat();
+    WAVEFORMATEX const format = pcmFormat(2, 16, 48000);
     if (waveOutOpen(&m_device, WAVE_MAPPER, &format, 0, 0, CALLBACK_NULL) != MMSYSERR_NOERROR) {
         m_device = nullptr;
         return;
