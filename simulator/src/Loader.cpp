@@ -182,7 +182,7 @@ EDataFlow readFlow(const Node& node) {
         return eRender;
     if (name == "capture")
         return eCapture;
-    node.fail("the flow is \"render\" or \"capture\"");
+    node.fail("the flow is \"render\" or \"capture\", not \"" + name + "\"");
 }
 
 ERole readRole(const Node& node) {
@@ -193,7 +193,7 @@ ERole readRole(const Node& node) {
         return eMultimedia;
     if (name == "communications")
         return eCommunications;
-    node.fail("the role is \"console\", \"multimedia\" or \"communications\"");
+    node.fail("the role is \"console\", \"multimedia\" or \"communications\", not \"" + name + "\"");
 }
 
 PROPERTYKEY readKey(const Node& node) {
@@ -502,7 +502,7 @@ CaptureSource readCaptureSource(const Node& node) {
     else if (name == "loopback")
         source.kind = CaptureSource::Loopback;
     else
-        kind.fail("a capture source is \"silence\", \"tone\" or \"loopback\"");
+        kind.fail("a capture source is \"silence\", \"tone\" or \"loopback\", not \"" + name + "\"");
     if (auto n = node.get("frequency"))
         source.frequency = n->real();
     if (auto n = node.get("amplitude"))
@@ -653,7 +653,7 @@ Fault readFault(const Node& node) {
         else if (out == "set")
             fault.out = OutPointer::Set;
         else
-            n->fail("\"out\" is \"null\" or \"set\"");
+            n->fail("\"out\" is \"null\" or \"set\", not \"" + out + "\"");
     }
     return fault;
 }

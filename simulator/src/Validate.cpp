@@ -13,6 +13,13 @@ namespace audiosim::detail {
 
 namespace {
 
+// "-65.25", "30": as short as the level was written.
+std::string decibels(float level) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", static_cast<double>(level));
+    return text;
+}
+
 class Checker {
 public:
     Checker(MachineDescription& machine, std::string file) : m_machine(machine), m_file(std::move(file)) {}
@@ -136,7 +143,8 @@ private:
             fail(place + "/step", "the step cannot be negative");
         for (float level : levels) {
             if (!(level >= minDb && level <= maxDb))
-                fail(place + "/level", "a level lies outside the range");
+                fail(place + "/level", "the level " + decibels(level) + " dB lies outside the range " + decibels(minDb) +
+                                           " to " + decibels(maxDb) + " dB");
         }
     }
 
@@ -154,6 +162,15 @@ private:
             fail(place + "/minimumPeriod", "the minimum period must be positive and not above the default period");
         if (stream.maximumBuffer < stream.minimumBuffer)
             fail(place + "/maximumBuffer", "the maximum buffer is below the minimum buffer");
+        const CaptureSource& capture = stream.captureSource;
+        if (capture.kind != CaptureSource::Silence && device.flow != eCapture)
+            fail(place + "/captureSource", "only a capture endpoint records; a render endpoint has no capture source");
+        if (capture.kind == CaptureSource::Tone && !(capture.frequency > 0.0))
+            fail(place + "/captureSource/frequency", "a tone's frequency lies above 0 Hz");
+        // Louder than full scale would be clipped into a square wave that no
+        // test expects; an amplitude written in decibels is the usual slip.
+        if (capture.kind == CaptureSource::Tone && !(capture.amplitude >= 0.0 && capture.amplitude <= 1.0))
+            fail(place + "/captureSource/amplitude", "the amplitude is a fraction of full scale, from 0 to 1");
         if (stream.captureSource.kind == CaptureSource::Loopback) {
             const Device* source = m_machine.find(stream.captureSource.endpoint);
             if (!source || !source->endpoint || source->flow != eRender)

@@ -58,6 +58,13 @@ TEST_F(DescriptionTest, ErrorsNameThePlaceAndTheReason) {
         {R"({"repeat": [{"count": 2, "template": {"endpoints": [{"id": "x${i:03q}", "flow": "render"}]}}]})",
          "/repeat/0/template[0]/endpoints/0/id", "placeholders read"},
         {"{\n  \"endpoints\": [\n    {\"id\": \"a\" \"flow\": \"render\"}\n  ]\n}", "line 3, column 21", "syntax error"},
+        // Mistakes that would otherwise pass unnoticed, told with the values.
+        {endpointWith(R"("volume": {"channels": 2, "level": 6, "min": -65.25, "max": 0})"), "/endpoints/0/volume/level",
+         "the level 6 dB lies outside the range -65.25 to 0 dB"},
+        {endpointWith(R"("stream": {"captureSource": {"kind": "tone"}})"), "/endpoints/0/stream/captureSource",
+         "only a capture endpoint records"},
+        {R"({"endpoints": [{"id": "m", "flow": "capture", "stream": {"captureSource": {"kind": "tone", "amplitude": -6}}}]})",
+         "/endpoints/0/stream/captureSource/amplitude", "a fraction of full scale, from 0 to 1"},
     };
     for (const BadDescription& bad : cases) {
         SCOPED_TRACE(bad.place);
@@ -86,7 +93,7 @@ TEST_F(DescriptionTest, ABadFileIsNamedAndNothingIsInstalled) {
         audiosim::Installation installation(machine, selfTestOptions());
         ADD_FAILURE() << "installed";
     } catch (const audiosim::DescriptionError& error) {
-        EXPECT_EQ(std::string("bad-machine.json: /endpoints/0/flow: the flow is \"render\" or \"capture\""), error.what());
+        EXPECT_EQ(std::string("bad-machine.json: /endpoints/0/flow: the flow is \"render\" or \"capture\", not \"sideways\""), error.what());
     }
     std::remove(path.c_str());
     ATL::CComPtr<IMMDeviceEnumerator> created;
