@@ -245,6 +245,20 @@ TEST(CliOnTheLaptop, EveryReadingCommandAnswersInJsonAndEveryCommandExplainsItse
         EXPECT_FALSE(run.json().is_discarded()) << command[0] << " printed no JSON:\n" << run.out;
     }
 
+    // One endpoint is one "index" and one "name" in every command's JSON, so
+    // that a script can join the results of two commands.
+    nlohmann::json const listed = onLaptop({"--json", "list"}).json()["endpoints"][1];
+    nlohmann::json const read = onLaptop({"--json", "volume", "get", "1"}).json();
+    nlohmann::json const carded = endpointWith(cardWith(onLaptop({"--json", "cards"}).json(), "VEN_10EC"), kHeadphones);
+    EXPECT_EQ("Headphones (Realtek High Definition Audio)", listed["name"]);
+    EXPECT_EQ(listed["name"], read["name"]);
+    EXPECT_EQ(listed["name"], carded["name"]);
+    EXPECT_EQ(listed["index"], read["endpoint"]);
+    EXPECT_EQ(listed["index"], carded["index"]);
+    EXPECT_EQ("Headphones", listed["deviceDesc"]) << "the flat functions' texts by what they hold";
+    EXPECT_EQ(listed["deviceDesc"], carded["deviceDesc"]);
+    EXPECT_EQ(listed["adapterName"], carded["adapterName"]);
+
     ToolRun const help = runTool({"--help"});
     EXPECT_EQ(0, help.exitCode) << help.describe();
     for (char const* word : {"list", "cards", "volume", "mute", "play", "record", "loopback", "watch", "report",

@@ -37,6 +37,17 @@ private:
     bool m_started;
 };
 
+// Every command names an endpoint "Speakers (Realtek High Definition Audio)":
+// the device description with the adapter's name. The flat functions hand
+// out the two parts, crosswise to their names, and those are kept under the
+// names of what they hold.
+std::string endpointName(std::string const& deviceDesc, std::string const& adapterName) {
+    if (!deviceDesc.empty() && !adapterName.empty()) {
+        return deviceDesc + " (" + adapterName + ")";
+    }
+    return deviceDesc + adapterName;
+}
+
 nlohmann::json readFlatList() {
     FlatSession flat;
     if (!flat.started()) {
@@ -48,14 +59,19 @@ nlohmann::json readFlatList() {
         unsigned int const count = numDevices(render);
         for (unsigned int i = 0; i < count; ++i) {
             unsigned int const type = getDeviceType(render, i);
+            std::string const deviceDesc = flatText(getDeviceNameLength, getDeviceName, render, i);
+            std::string const adapterName = flatText(getDeviceDescriptionLength, getDeviceDescription, render, i);
+            std::string const id = flatText(getDeviceIdLength, getDeviceId, render, i);
+            std::string const name = endpointName(deviceDesc, adapterName);
             endpoints.push_back({
                 {"index", number++},
                 {"flow", render ? "render" : "capture"},
                 {"state", stateName(getDeviceState(render, i))},
                 {"type", flatTypeName(type)},
-                {"name", flatText(getDeviceNameLength, getDeviceName, render, i)},
-                {"description", flatText(getDeviceDescriptionLength, getDeviceDescription, render, i)},
-                {"id", flatText(getDeviceIdLength, getDeviceId, render, i)},
+                {"name", name.empty() ? id : name},
+                {"deviceDesc", deviceDesc},
+                {"adapterName", adapterName},
+                {"id", id},
             });
         }
     }
@@ -66,7 +82,7 @@ std::string listText(nlohmann::json const& data) {
     TextTable table({"#", "FLOW", "STATE", "TYPE", "NAME", "DESCRIPTION", "ID"});
     for (auto const& endpoint : data["endpoints"]) {
         table.addRow({std::to_string(endpoint["index"].get<unsigned int>()), endpoint["flow"], endpoint["state"],
-                      endpoint["type"], endpoint["name"], endpoint["description"], endpoint["id"]});
+                      endpoint["type"], endpoint["deviceDesc"], endpoint["adapterName"], endpoint["id"]});
     }
     if (data["endpoints"].empty()) {
         return "No audio endpoints.\n";
