@@ -269,3 +269,15 @@ TEST(CliOnTheLaptop, EveryReadingCommandAnswersInJsonAndEveryCommandExplainsItse
     EXPECT_EQ(0, loopbackHelp.exitCode);
     EXPECT_NE(std::string::npos, loopbackHelp.out.find("--max-gap")) << loopbackHelp.describe();
 }
+
+// The array hears the speakers only: a loopback from the headphones fails,
+// and a report built on it is written all the same but ends as the
+// loopback would, so that a script learns of the failure.
+TEST(CliOnTheLaptop, AReportWithAFailedLoopbackIsWrittenAndEndsWithTheLoopbacksCode) {
+    ScratchFolder folder;
+    ToolRun const run = onLaptop({"--json", "report", "-o", folder.file("report.html"), "--render", "headphones",
+                                  "--seconds", "0.3"});
+    EXPECT_EQ(1, run.exitCode) << run.describe();
+    EXPECT_EQ("FAIL", run.json()["loopback"]) << run.describe();
+    EXPECT_EQ((std::vector<std::string>{"report.html"}), folder.names());
+}

@@ -26,7 +26,7 @@ part of their name; without one a command takes the default endpoint.
 
 Exit codes:
   0  done, or every loopback check passed
-  1  a loopback check failed
+  1  a loopback check failed (report writes its page all the same)
   2  the command line is wrong
   3  no such endpoint, or the device or the platform refused
   4  a file cannot be read or written, or the machine file or event script is bad
