@@ -33,6 +33,8 @@ TEST(CliBadInput, EachMistakeGetsOneClearLineAndItsExitCode) {
     ScratchFolder folder;
     expectOneLine(runTool({"--machine", folder.file("absent.json"), "list"}), 4, "absent.json: there is no such file");
     expectOneLine(runTool({"--machine", folder.path(), "list"}), 4, "it is a folder");
+    expectOneLine(runTool({"--machine", machine("laptop.json"), "watch", "--script", folder.file("absent.json")}), 4,
+                  "event script");
     // A path written the Unix way (as under Wine) is a file, not an option:
     // the folder is missing, so it cannot be written.
     expectOneLine(runTool({"--machine", machine("laptop.json"), "record", "/no-such-folder/take.wav", "--seconds", "0.1"}),

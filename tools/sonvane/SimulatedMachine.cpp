@@ -36,8 +36,10 @@ public:
 
     std::string name() const override { return utf8(m_machine.name()); }
 
+    void checkScript(std::string const& file) const override { requireReadable(file, "event script"); }
+
     void runScript(std::string const& file) override {
-        requireReadable(file, "event script");
+        checkScript(file);
         try {
             m_machine.runScriptFile(file);
         } catch (audiosim::DescriptionError const& error) {

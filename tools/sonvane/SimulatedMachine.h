@@ -15,4 +15,7 @@ public:
     // Runs an event script on the machine: its edits and the events it
     // fires. A bad script is a file error naming the step and the reason.
     virtual void runScript(std::string const& file) = 0;
+    // A file error now for a script that cannot be read, so that a command
+    // fails before it starts its work rather than midway.
+    virtual void checkScript(std::string const& file) const = 0;
 };

@@ -224,6 +224,9 @@ ExitCode runWatch(Session& session, WatchOptions const& options) {
     if (!options.script.empty() && !session.simulated) {
         throw usageError("--script needs a simulated machine (--machine)");
     }
+    if (!options.script.empty()) {
+        session.simulated->checkScript(options.script);
+    }
     Watchers& watchers = *new Watchers();
     unsigned int const cards = watchCards(watchers);
     watchEnumerator(watchers);
