@@ -132,16 +132,20 @@ private:
 
     // ${i}, ${i:04d}, ${i:02x} and ${i:02X} stand for the copy's number.
     std::string substitute(const std::string& value) const {
-        if (m_copy < 0 || value.find("${i") == std::string::npos)
+        if (m_copy < 0 || value.find("${") == std::string::npos)
             return value;
         std::string result;
         size_t at = 0;
         while (at < value.size()) {
-            const size_t start = value.find("${i", at);
+            const size_t start = value.find("${", at);
             if (start == std::string::npos) {
                 result += value.substr(at);
                 break;
             }
+            // ${n} or ${index} would otherwise stay as written in every copy
+            // and show up only later, as an id taken twice.
+            if (value.compare(start, 3, "${i") != 0)
+                fail("placeholders read ${i}, ${i:04d}, ${i:02x} or ${i:02X}");
             result += value.substr(at, start - at);
             const size_t end = value.find('}', start);
             if (end == std::string::npos)

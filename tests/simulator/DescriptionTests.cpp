@@ -57,6 +57,8 @@ TEST_F(DescriptionTest, ErrorsNameThePlaceAndTheReason) {
         {R"({"faults": [{"method": "IMMDevice::GetId", "result": "E_WHATEVER"}]})", "/faults/0/result", "unknown HRESULT"},
         {R"({"repeat": [{"count": 2, "template": {"endpoints": [{"id": "x${i:03q}", "flow": "render"}]}}]})",
          "/repeat/0/template[0]/endpoints/0/id", "placeholders read"},
+        {R"({"repeat": [{"count": 2, "template": {"endpoints": [{"id": "x${n}", "flow": "render"}]}}]})",
+         "/repeat/0/template[0]/endpoints/0/id", "placeholders read"},
         {"{\n  \"endpoints\": [\n    {\"id\": \"a\" \"flow\": \"render\"}\n  ]\n}", "line 3, column 21", "syntax error"},
         // Mistakes that would otherwise pass unnoticed, told with the values.
         {endpointWith(R"("volume": {"channels": 2, "level": 6, "min": -65.25, "max": 0})"), "/endpoints/0/volume/level",
