@@ -10,6 +10,7 @@
 #include "Validate.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -136,6 +137,15 @@ void Machine::setDefault(EDataFlow flow, ERole role, const std::wstring& id) {
 
 namespace {
 
+// Says what the volume takes, so that the level or channel asked for can be
+// put right.
+std::string volumeRefusal(const std::wstring& id, const EndpointVolume& volume) {
+    char range[96];
+    std::snprintf(range, sizeof range, "%zu channels (from 0) and levels from %g to %g dB", volume.levelsDb.size(),
+                  static_cast<double>(volume.minDb), static_cast<double>(volume.maxDb));
+    return "the volume of " + narrow(id) + " cannot take that value: it has " + range;
+}
+
 template <class Change>
 void changeVolume(Core& core, const std::wstring& id, Change change) {
     {
@@ -144,7 +154,7 @@ void changeVolume(Core& core, const std::wstring& id, Change change) {
         if (!device->volume)
             throw std::invalid_argument(narrow(id) + " has no endpoint volume");
         if (FAILED(change(*device->volume)))
-            throw std::invalid_argument("the volume of " + narrow(id) + " cannot take that value");
+            throw std::invalid_argument(volumeRefusal(id, *device->volume));
     }
     core.notifyEndpointVolume(id, GUID{});
 }

@@ -198,6 +198,15 @@ TEST_F(EventTest, AScriptEditsTheMachineAndFiresItsEventsInOrder) {
     } catch (const audiosim::DescriptionError& error) {
         EXPECT_EQ("/1/do", error.place());
     }
+    // A level the volume cannot take is told with what it can take.
+    try {
+        machine.runScript(std::string(R"([{"do": "setEndpointVolume", "id": ")") + narrowId(speakersId) +
+                              R"(", "level": -3, "channel": 7}])",
+                          "bad.json");
+        ADD_FAILURE() << "ran";
+    } catch (const audiosim::DescriptionError& error) {
+        EXPECT_NE(std::string::npos, error.reason().find("2 channels (from 0) and levels from -65.25 to 0 dB")) << error.what();
+    }
     machine.flushEvents();
     EXPECT_EQ(2u, client.events().size());
     enumerator(machine)->UnregisterEndpointNotificationCallback(&client);
