@@ -48,6 +48,9 @@ TEST(CliBadInput, EachMistakeGetsOneClearLineAndItsExitCode) {
                   "no endpoint matches \"Toaster\"");
     expectOneLine(runTool({"--machine", machine("laptop.json"), "volume", "get", "Realtek"}), 3,
                   "matches several endpoints");
+    // What the endpoint cannot take is its refusal, told with what it takes.
+    expectOneLine(runTool({"--machine", machine("laptop.json"), "volume", "set", "40", "speak", "--channel", "2"}), 3,
+                  "2 channels; there is no channel 2");
 }
 
 TEST(CliBadInput, AFormatTheDeviceRefusesEndsBeforeAnyFileAppears) {

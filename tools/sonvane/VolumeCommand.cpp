@@ -94,8 +94,9 @@ std::string volumeText(nlohmann::json const& data) {
                        std::to_string(volume["masterPercent"].get<unsigned int>()) + "%, " +
                        fixed(volume["masterDb"].get<double>(), 2) + " dB";
     if (volume.contains("range")) {
-        text += " (range " + fixed(volume["range"]["minDb"].get<double>(), 1) + " to " +
-                fixed(volume["range"]["maxDb"].get<double>(), 1) + " dB)";
+        text += " (range " + fixed(volume["range"]["minDb"].get<double>(), 2) + " to " +
+                fixed(volume["range"]["maxDb"].get<double>(), 2) + " dB, step " +
+                fixed(volume["range"]["stepDb"].get<double>(), 2) + " dB)";
     }
     if (!volume["muted"].is_null()) {
         text += volume["muted"].get<bool>() ? ", muted" : ", not muted";
@@ -128,15 +129,17 @@ ExitCode runVolumeSet(Session& session, VolumeOptions const& options) {
     Level const level = parseLevel(options.level);
     ChosenControl const chosen = chooseControl(options.endpoint);
     VolumeControllerInterface& control = *chosen.control;
+    // What the device cannot take is the device's refusal (exit code 3),
+    // found before the call so that the message can say what it takes.
     if (options.channel >= 0 && static_cast<unsigned int>(options.channel) >= control.numChannel()) {
-        throw usageError("the endpoint has " + std::to_string(control.numChannel()) + " channels; there is no channel " +
+        throw deviceError("the endpoint has " + std::to_string(control.numChannel()) + " channels; there is no channel " +
                          std::to_string(options.channel));
     }
     VolumeControllerInterface::DbVolumeRange range = {};
     if (level.decibel && control.volumeRangeDecibel(0, range) &&
         (level.value < range.minimum || level.value > range.maximum)) {
-        throw usageError(options.level + " lies outside the endpoint's range of " + fixed(range.minimum, 1) + " to " +
-                         fixed(range.maximum, 1) + " dB");
+        throw deviceError(options.level + " lies outside the endpoint's range of " + fixed(range.minimum, 2) + " to " +
+                          fixed(range.maximum, 2) + " dB");
     }
     libraryLog::clear();
     if (!setLevel(control, level, options.channel)) {
