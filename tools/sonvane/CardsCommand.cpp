@@ -29,7 +29,7 @@ std::string volumeText(nlohmann::json const& volume) {
     if (volume.is_null()) {
         return "-";
     }
-    std::string text = fixed(volume["masterDb"].get<double>(), 1) + " dB";
+    std::string text = fixed(volume["masterDb"].get<double>(), 2) + " dB";
     if (volume.contains("masterPercent")) {
         text = std::to_string(volume["masterPercent"].get<unsigned int>()) + "% " + text;
     }
@@ -119,13 +119,13 @@ std::string controlsText(nlohmann::json const& controls) {
     for (auto const& control : controls) {
         std::string levels;
         for (auto const& channel : control["channels"]) {
-            levels += (levels.empty() ? "" : " / ") + fixed(channel["db"].get<double>(), 1);
+            levels += (levels.empty() ? "" : " / ") + fixed(channel["db"].get<double>(), 2);
         }
         text += "    endpoint " + std::to_string(control["endpoint"].get<unsigned int>()) + " at connector \"" +
                 control["connector"].get<std::string>() + "\": " + (levels.empty() ? "no channels" : levels + " dB");
         if (control.contains("range")) {
-            text += " (range " + fixed(control["range"]["minDb"].get<double>(), 1) + " to " +
-                    fixed(control["range"]["maxDb"].get<double>(), 1) + " dB)";
+            text += " (range " + fixed(control["range"]["minDb"].get<double>(), 2) + " to " +
+                    fixed(control["range"]["maxDb"].get<double>(), 2) + " dB)";
         }
         text += control["muted"].is_null() ? ", no mute" : std::string(", muted ") + yesNo(control["muted"]);
         text += "\n";
