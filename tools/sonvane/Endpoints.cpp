@@ -96,7 +96,8 @@ Endpoint const& EndpointList::defaultEndpoint(FlowWanted flow) const {
         }
     }
     if (!firstActive) {
-        throw deviceError("there is no active " + flowWord(flow) + " endpoint (see 'sonvane list')");
+        throw deviceError("there is no active " + flowWord(flow) + (flow == FlowWanted::Any ? "" : " ") +
+                          "endpoint (see 'sonvane list')");
     }
     return *firstActive;
 }
