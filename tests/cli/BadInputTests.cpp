@@ -23,6 +23,7 @@ TEST(CliBadInput, EachMistakeGetsOneClearLineAndItsExitCode) {
     expectOneLine(runTool({"frobnicate"}), 2, "unknown command 'frobnicate'");
     expectOneLine(runTool({"list", "--bogus"}), 2, "--bogus");
     expectOneLine(runTool({"volume", "set", "loud"}), 2, "cannot read the level \"loud\"");
+    expectOneLine(runTool({"volume", "set", "-12"}), 2, "for decibels write -12dB");
     expectOneLine(runTool({"play", "--bits", "12"}), 2, "12-bit");
     expectOneLine(runTool({"watch", "--script", "events.json"}), 2, "--machine");
     // A command group without its word names the words, and a command's

@@ -48,7 +48,9 @@ Level parseLevel(std::string const& text) {
         throw usageError("cannot read the level \"" + text + "\": give a percent (40, 40%) or decibels (-12dB)");
     }
     if (!level.decibel && (level.value < 0.0 || level.value > 100.0)) {
-        throw usageError("a percent level lies between 0 and 100, not " + text);
+        // A negative number is nearly always decibels without their unit.
+        std::string const hint = level.value < 0.0 ? "; for decibels write " + text + "dB" : std::string();
+        throw usageError("a percent level lies between 0 and 100, not " + text + hint);
     }
     return level;
 }
