@@ -12,6 +12,7 @@
 #include <objbase.h>
 #include <shellapi.h>
 
+#include <cctype>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -129,7 +130,12 @@ int parseFailure(CLI::App& app, CLI::ParseError const& failure, std::vector<std:
     CLI::App const* command = innermostCommand(app);
     bool const groupWithoutCommand = command != &app && !command->get_subcommands([](CLI::App const*) { return true; }).empty() &&
                                      std::string(failure.what()).find("subcommand is required") != std::string::npos;
-    std::string const reason = groupWithoutCommand ? missingSubcommand(command) : std::string(failure.what());
+    std::string reason = groupWithoutCommand ? missingSubcommand(command) : std::string(failure.what());
+    // CLI11 starts its sentences with a capital; the tool's lines do not.
+    if (reason.size() > 1 && std::isupper(static_cast<unsigned char>(reason[0])) &&
+        std::islower(static_cast<unsigned char>(reason[1]))) {
+        reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
+    }
     console::error(reason + " (see '" + commandPath(command) + " --help')");
     return static_cast<int>(ExitCode::Usage);
 }
