@@ -3,6 +3,8 @@
 // which the real stack under Wine has.
 #include "ToolProcess.h"
 
+#include <ShippedMachines.h>
+
 #include <analysis/SignalAnalysis.h>
 
 #include <gtest/gtest.h>
@@ -15,10 +17,10 @@
 
 namespace {
 
-std::string const kSpeakers = "{0.0.0.00000000}.{b3a4f7c2-5d1e-4a0b-9c3f-2e8d6a1b7c40}";
-std::string const kHeadphones = "{0.0.0.00000000}.{4c8e2a91-73f0-4d5b-a6e2-9f1c0b3d8e51}";
-std::string const kJackMicrophone = "{0.0.1.00000000}.{2f5e8d1c-6b4a-4e39-9d7f-0a1b2c3d4e74}";
-std::string const kMicrophoneArray = "{0.0.1.00000000}.{9a2b6c4d-1e0f-4a73-8b5c-3d6e7f8091a3}";
+std::string const kSpeakers = shippedlaptop::narrowId(shippedlaptop::kSpeakers);
+std::string const kHeadphones = shippedlaptop::narrowId(shippedlaptop::kHeadphones);
+std::string const kJackMicrophone = shippedlaptop::narrowId(shippedlaptop::kMicrophone);
+std::string const kMicrophoneArray = shippedlaptop::narrowId(shippedlaptop::kMicrophoneArray);
 
 ToolRun onLaptop(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--machine", machine("laptop.json")});

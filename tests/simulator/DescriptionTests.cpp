@@ -104,7 +104,7 @@ TEST_F(DescriptionTest, ABadFileIsNamedAndNothingIsInstalled) {
     EXPECT_FALSE(audiosim::isSimulatedObject(created));
 
     try {
-        audiosim::Machine::fromFile(machineFile("no-such-machine.json"));
+        audiosim::Machine::fromFile(shippedMachineFile("no-such-machine.json"));
         ADD_FAILURE() << "a missing file was read";
     } catch (const audiosim::DescriptionError& error) {
         EXPECT_EQ("no-such-machine.json", error.file());
@@ -141,7 +141,7 @@ TEST_F(DescriptionTest, TheShippedMachinesLoad) {
                                 {"virtual.json", 2}, {"large.json", 256}, {"faulty.json", 3}};
     for (const Shipped& shipped : machines) {
         SCOPED_TRACE(shipped.file);
-        audiosim::Machine machine = audiosim::Machine::fromFile(machineFile(shipped.file));
+        audiosim::Machine machine = audiosim::Machine::fromFile(shippedMachineFile(shipped.file));
         ATL::CComPtr<IMMDeviceCollection> all;
         ASSERT_EQ(S_OK, enumerator(machine)->EnumAudioEndpoints(eAll, DEVICE_STATEMASK_ALL, &all));
         UINT count = 0;

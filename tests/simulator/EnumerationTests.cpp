@@ -73,10 +73,10 @@ TEST_F(EnumerationTest, DefaultsFollowTheDescriptionAndAreActiveEndpoints) {
     // The headset names defaults for communications only; the other roles
     // have none, while a flow without any default takes its first active
     // endpoint.
-    audiosim::Machine headset = audiosim::Machine::fromFile(machineFile("usb-headset.json"));
+    audiosim::Machine headset = audiosim::Machine::fromFile(shippedMachineFile("usb-headset.json"));
     EXPECT_NE(L"", defaultOf(headset, eRender, eCommunications));
     EXPECT_EQ(L"", defaultOf(headset, eRender, eConsole, HRESULT_FROM_WIN32(ERROR_NOT_FOUND)));
-    audiosim::Machine cable = audiosim::Machine::fromFile(machineFile("virtual.json"));
+    audiosim::Machine cable = audiosim::Machine::fromFile(shippedMachineFile("virtual.json"));
     EXPECT_EQ(L"{0.0.1.00000000}.{af4d5e60-7182-4394-a5b6-d7e8f90a1b2c}", defaultOf(cable, eCapture, eMultimedia));
 }
 

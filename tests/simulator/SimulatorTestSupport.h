@@ -8,6 +8,7 @@
 #include <audiosim/Installation.h>
 #include <audiosim/Machine.h>
 
+#include <ShippedMachines.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -19,17 +20,16 @@
 
 namespace simtests {
 
-// The laptop's devices, as laptop.json names them.
-extern const wchar_t speakersId[];
-extern const wchar_t headphonesId[];
-extern const wchar_t hdmiId[];
-extern const wchar_t micArrayId[];
-extern const wchar_t comboMicId[];
-extern const wchar_t codecTopologyId[];
-extern const wchar_t codecWaveId[];
-extern const wchar_t codecInstanceId[];
+// The laptop's devices.
+inline constexpr auto& speakersId = shippedlaptop::kSpeakers;
+inline constexpr auto& headphonesId = shippedlaptop::kHeadphones;
+inline constexpr auto& hdmiId = shippedlaptop::kDigitalOutput;
+inline constexpr auto& micArrayId = shippedlaptop::kMicrophoneArray;
+inline constexpr auto& comboMicId = shippedlaptop::kMicrophone;
+inline constexpr auto& codecTopologyId = shippedlaptop::kCodecTopology;
+inline constexpr auto& codecWaveId = shippedlaptop::kCodecWave;
+inline constexpr auto& codecInstanceId = shippedlaptop::kCodecInstance;
 
-std::string machineFile(const char* name);
 audiosim::Machine laptop();
 // The laptop with its microphone array hearing a steady 1 kHz tone at a
 // quarter of full scale instead of its speakers, for tests of what a

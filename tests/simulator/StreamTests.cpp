@@ -112,7 +112,7 @@ TEST_F(StreamTest, FormatsAndBufferLimitsAreAnsweredPerShareMode) {
     EXPECT_EQ(E_NOINTERFACE, client->GetService(__uuidof(IAudioCaptureClient), &wrongFlow));
 
     // The faulty machine's speakers refuse exclusive mode altogether.
-    audiosim::Machine faulty = audiosim::Machine::fromFile(machineFile("faulty.json"));
+    audiosim::Machine faulty = audiosim::Machine::fromFile(shippedMachineFile("faulty.json"));
     ATL::CComPtr<IAudioClient> refusing =
         audioClient(faulty, L"{0.0.0.00000000}.{d1e2f3a4-b5c6-4d7e-8f90-a1b2c3d4e5f6}");
     ASSERT_NE(nullptr, refusing.p);
@@ -239,7 +239,7 @@ TEST_F(StreamTest, CapturePacketsComeOncePerPeriodFromTheSourceWithTheEvent) {
 }
 
 TEST_F(StreamTest, ALoopbackEndpointRecordsWhatTheRenderEndpointPlays) {
-    audiosim::Machine machine = audiosim::Machine::fromFile(machineFile("virtual.json"));
+    audiosim::Machine machine = audiosim::Machine::fromFile(shippedMachineFile("virtual.json"));
     WAVEFORMATEX format = pcmFormat(2, 16, 48000);
     ATL::CComPtr<IAudioClient> output = audioClient(machine, cableOutputId);
     ASSERT_EQ(S_OK, output->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 100000, 100000, &format, nullptr));

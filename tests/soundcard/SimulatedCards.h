@@ -7,6 +7,7 @@
 #include <audiosim/Installation.h>
 #include <audiosim/Machine.h>
 
+#include <ShippedMachines.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -19,15 +20,15 @@ namespace soundcard {
 extern wchar_t const kPathKey[];
 
 // The laptop's endpoints and devices.
-extern wchar_t const kSpeakers[];
-extern wchar_t const kHeadphones[];
-extern wchar_t const kDigitalOutput[];
-extern wchar_t const kMicrophoneArray[];
-extern wchar_t const kMicrophone[];
-extern wchar_t const kRealtekPath[];
-extern wchar_t const kIntelPath[];
-extern wchar_t const kCodecTopology[];
-extern wchar_t const kCodecWave[];
+using shippedlaptop::kCodecTopology;
+using shippedlaptop::kCodecWave;
+using shippedlaptop::kDigitalOutput;
+using shippedlaptop::kHeadphones;
+using shippedlaptop::kIntelPath;
+using shippedlaptop::kMicrophone;
+using shippedlaptop::kMicrophoneArray;
+using shippedlaptop::kRealtekPath;
+using shippedlaptop::kSpeakers;
 
 std::wstring text(orv::String const& value);
 std::vector<std::wstring> idsOf(orv::Array<AudioDevice> const& devices);

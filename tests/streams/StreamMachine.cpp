@@ -8,14 +8,10 @@
 
 #include <atomic>
 #include <cmath>
-#include <cstdlib>
 #include <thread>
 
 namespace streams {
 
-const wchar_t kSpeakers[] = L"{0.0.0.00000000}.{b3a4f7c2-5d1e-4a0b-9c3f-2e8d6a1b7c40}";
-const wchar_t kHeadphones[] = L"{0.0.0.00000000}.{4c8e2a91-73f0-4d5b-a6e2-9f1c0b3d8e51}";
-const wchar_t kMicArray[] = L"{0.0.1.00000000}.{9a2b6c4d-1e0f-4a73-8b5c-3d6e7f8091a3}";
 const wchar_t kCableInput[] = L"{0.0.0.00000000}.{9e3c4d5f-6071-4283-94a5-c6d7e8f90a1b}";
 const wchar_t kCableOutput[] = L"{0.0.1.00000000}.{af4d5e60-7182-4394-a5b6-d7e8f90a1b2c}";
 
@@ -78,11 +74,6 @@ WAVEFORMATEX stereo16() {
     return pcmFormat(kChannels, 16, kRate);
 }
 
-std::string machineFile(char const* name) {
-    char const* folder = std::getenv("SONVANE_SIM_MACHINES");
-    return std::string(folder ? folder : "simulator/machines") + "/" + name;
-}
-
 ClientBuffer::ClientBuffer(std::vector<std::int16_t> const& sound) : samples(sound) {
     samples.insert(samples.end(), kChannels, 0);
     buffer.format = stereo16();
@@ -113,7 +104,7 @@ void StreamMachineTest::TearDown() {
 }
 
 audiosim::MachineDescription StreamMachineTest::shippedDescription(char const* fileName) {
-    return audiosim::Machine::fromFile(machineFile(fileName)).description();
+    return audiosim::Machine::fromFile(shippedMachineFile(fileName)).description();
 }
 
 audiosim::Machine& StreamMachineTest::install(audiosim::Machine machine) {
@@ -128,7 +119,7 @@ audiosim::Machine& StreamMachineTest::install(audiosim::MachineDescription const
 }
 
 audiosim::Machine& StreamMachineTest::installShipped(char const* fileName) {
-    return install(audiosim::Machine::fromFile(machineFile(fileName)));
+    return install(audiosim::Machine::fromFile(shippedMachineFile(fileName)));
 }
 
 audiosim::Machine& StreamMachineTest::installLaptop() {

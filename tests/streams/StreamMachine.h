@@ -9,6 +9,7 @@
 #include <audiosim/Machine.h>
 
 #include <LogCapture.h>
+#include <ShippedMachines.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -18,10 +19,10 @@
 
 namespace streams {
 
-// The laptop's endpoints, as laptop.json names them.
-extern const wchar_t kSpeakers[];
-extern const wchar_t kHeadphones[];
-extern const wchar_t kMicArray[];
+// The laptop's endpoints.
+using shippedlaptop::kHeadphones;
+using shippedlaptop::kSpeakers;
+inline constexpr auto& kMicArray = shippedlaptop::kMicrophoneArray;
 // The virtual cable: what CABLE Input plays, CABLE Output records.
 extern const wchar_t kCableInput[];
 extern const wchar_t kCableOutput[];
@@ -46,7 +47,6 @@ unsigned int const kChannels = 2;
 unsigned int const kNoLegacyDevice = 0xFFFFFFFFu;
 
 WAVEFORMATEX stereo16();
-std::string machineFile(char const* name);
 
 // A client's PCM buffer. One spare frame lies behind the end, where a
 // wrapping read reaches.

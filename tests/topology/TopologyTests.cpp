@@ -6,13 +6,13 @@
 #include <libSonvane/audiopart.h>
 
 #include "LogCapture.h"
+#include "ShippedMachines.h"
 #include "SimulatedObjects.h"
 
 #include <audiosim/Machine.h>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -20,14 +20,11 @@ namespace {
 
 using topologytests::simulatedTopology;
 
-const wchar_t speakersEndpoint[] = L"{0.0.0.00000000}.{b3a4f7c2-5d1e-4a0b-9c3f-2e8d6a1b7c40}";
-const wchar_t codecTopology[] =
-    L"{2}.\\\\?\\hdaudio#func_01&ven_10ec&dev_0269&subsys_17aa21f6&rev_1002#4&2a0c1e7a&0&0001#"
-    L"{6994ad04-93ef-11d0-a3cc-00a0c9223196}\\etopo";
+constexpr auto& speakersEndpoint = shippedlaptop::kSpeakers;
+constexpr auto& codecTopology = shippedlaptop::kCodecTopology;
 
 audiosim::Machine laptop() {
-    char const* folder = std::getenv("SONVANE_SIM_MACHINES");
-    return audiosim::Machine::fromFile(std::string(folder ? folder : "simulator/machines") + "/laptop.json");
+    return audiosim::Machine::fromFile(shippedMachineFile("laptop.json"));
 }
 
 template <class Component>
