@@ -9,6 +9,8 @@
 // Prints medians and ratios; never fails.
 #include <libSonvane/libSonvane.h>
 
+#include "BenchTiming.h"
+
 #include <windows.h>
 #include <mmdeviceapi.h>
 #include <propidl.h>
@@ -42,17 +44,6 @@ PROPERTYKEY const* const kReadKeys[] = {
     &kEnumeratorNameKey,      &AudioDevice::m_instancePathKey, &AudioDevice::m_driverNodeStrongName,
     &AudioDevice::m_friendlyName, &kPhysicalSpeakersKey,
 };
-
-double nowMicroseconds() {
-    static LARGE_INTEGER const frequency = [] {
-        LARGE_INTEGER f;
-        QueryPerformanceFrequency(&f);
-        return f;
-    }();
-    LARGE_INTEGER counter;
-    QueryPerformanceCounter(&counter);
-    return static_cast<double>(counter.QuadPart) * 1e6 / static_cast<double>(frequency.QuadPart);
-}
 
 // What each contender answers, so that the three can be checked to agree.
 struct Answers {
@@ -226,11 +217,6 @@ double timed(void (*list)(Answers&)) {
     double const start = nowMicroseconds();
     list(answers);
     return nowMicroseconds() - start;
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <orv/OrvLog.h>
 #include <orv/OrvValue.h>
 
+#include "BenchTiming.h"
+
 #include <windows.h>
 
 #include <algorithm>
@@ -15,17 +17,6 @@ namespace {
 
 long long const kLines = 10000000;
 int const kRuns = 7;
-
-double nowNanoseconds() {
-    static LARGE_INTEGER const frequency = [] {
-        LARGE_INTEGER f;
-        QueryPerformanceFrequency(&f);
-        return f;
-    }();
-    LARGE_INTEGER counter;
-    QueryPerformanceCounter(&counter);
-    return static_cast<double>(counter.QuadPart) * 1e9 / static_cast<double>(frequency.QuadPart);
-}
 
 // Keeps the loops from being folded away.
 volatile long g_sink = 0;
@@ -47,21 +38,20 @@ double switchedOffLines() {
     return (nowNanoseconds() - start) / kLines;
 }
 
-double median(double (*measure)()) {
+double medianOfRuns(double (*measure)()) {
     std::vector<double> runs;
     for (int i = 0; i < kRuns; ++i) {
         runs.push_back(measure());
     }
-    std::sort(runs.begin(), runs.end());
-    return runs[runs.size() / 2];
+    return median(runs);
 }
 
 }  // namespace
 
 int main() {
     orv::LogFactory::setPriority(orv::LoggerPriority::LOGGER_ERROR);
-    double const empty = median(&emptyLoop);
-    double const off = median(&switchedOffLines);
+    double const empty = medianOfRuns(&emptyLoop);
+    double const off = medianOfRuns(&switchedOffLines);
     std::printf("empty loop: %.2f ns per pass\n", empty);
     std::printf("log line at a switched-off level: %.2f ns (target < 10 ns)\n", off);
     return 0;

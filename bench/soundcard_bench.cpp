@@ -24,6 +24,8 @@
 
 #include <ProcessEnumerator.h>
 
+#include "BenchTiming.h"
+
 #include <windows.h>
 #include <mmdeviceapi.h>
 #include <propidl.h>
@@ -40,22 +42,6 @@ namespace {
 
 int const kRounds = 7;
 unsigned const kCardCounts[] = {8, 16, 32};
-
-double nowMilliseconds() {
-    static LARGE_INTEGER const frequency = [] {
-        LARGE_INTEGER f;
-        QueryPerformanceFrequency(&f);
-        return f;
-    }();
-    LARGE_INTEGER counter;
-    QueryPerformanceCounter(&counter);
-    return static_cast<double>(counter.QuadPart) * 1e3 / static_cast<double>(frequency.QuadPart);
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 std::vector<std::wstring> split(std::wstring const& text) {
     std::vector<std::wstring> parts;

@@ -22,6 +22,8 @@
 
 #include <analysis/SignalAnalysis.h>
 
+#include "BenchTiming.h"
+
 #include <SinkKeeper.h>
 #include <PcmFormat.h>
 
@@ -67,17 +69,6 @@ ClientBuffer tone(double seconds) {
 
 ClientBuffer silence(double seconds) {
     return ClientBuffer(std::vector<std::int16_t>(static_cast<std::size_t>(seconds * kRate) * kChannels, 0));
-}
-
-double nowMs() {
-    static LARGE_INTEGER frequency = [] {
-        LARGE_INTEGER value;
-        QueryPerformanceFrequency(&value);
-        return value;
-    }();
-    LARGE_INTEGER counter;
-    QueryPerformanceCounter(&counter);
-    return counter.QuadPart * 1000.0 / frequency.QuadPart;
 }
 
 double processCpuMs() {
@@ -136,11 +127,11 @@ double startLatencyMs(libSonvane::AudioRenderer& renderer, libSonvane::AudioCapt
         capture.stop();
         return -1.0;
     }
-    double const played = nowMs();
+    double const played = nowMilliseconds();
     double heard = -1.0;
     while (capture.isStillRecording() && heard < 0.0) {
         if (soundIn(recording)) {
-            heard = nowMs() - played;
+            heard = nowMilliseconds() - played;
         }
         Sleep(1);
     }
@@ -179,14 +170,14 @@ void measureWorkerCpu(IMMDevice* render, IMMDevice* input) {
         libSonvane::AudioRendererEx player;
         if (player.initialize(render, &sound.buffer)) {
             double const cpu = processCpuMs();
-            double const wall = nowMs();
+            double const wall = nowMilliseconds();
             if (player.play(libSonvane::AudioRenderer::PlayOnce)) {
                 while (player.isStillPlaying()) {
                     Sleep(10);
                 }
                 player.stop();
                 renderer.add(processCpuMs() - cpu);
-                running.add((nowMs() - wall) / 1000.0);
+                running.add((nowMilliseconds() - wall) / 1000.0);
             }
         }
 
