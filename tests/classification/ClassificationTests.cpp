@@ -7,6 +7,7 @@
 #include <libSonvane/endpointclassification.h>
 
 #include "LogCapture.h"
+#include "SettingsFile.h"
 
 #include <audiosim/Installation.h>
 #include <audiosim/Machine.h>
@@ -293,37 +294,8 @@ TEST_F(Classification, SystemsBeforeVersion6HaveNoMicrophone) {
 
 // --- The host setting ---------------------------------------------------------
 
-// A settings file of the test's own, named by SONVANE_SETTINGS while the
-// object lives; it is not written until the test says so.
-class SettingsFile {
-public:
-    SettingsFile() {
-        wchar_t folder[MAX_PATH] = {};
-        GetTempPathW(MAX_PATH, folder);
-        m_path = std::wstring(folder) + L"sonvane-classification.ini";
-        DeleteFileW(m_path.c_str());
-        SetEnvironmentVariableW(L"SONVANE_SETTINGS", m_path.c_str());
-    }
-    ~SettingsFile() {
-        DeleteFileW(m_path.c_str());
-        SetEnvironmentVariableW(L"SONVANE_SETTINGS", nullptr);
-    }
-    void write(char const* content) {
-        FILE* file = _wfopen(m_path.c_str(), L"wb");
-        ASSERT_NE(nullptr, file);
-        fputs(content, file);
-        fclose(file);
-    }
-
-private:
-    SettingsFile(SettingsFile const&) = delete;
-    SettingsFile& operator=(SettingsFile const&) = delete;
-
-    std::wstring m_path;
-};
-
 TEST(ExternalMicTestingSetting, AbsentIsFalseAndBlanksAroundTheValueDoNotCount) {
-    SettingsFile settings;
+    SettingsFile settings("classification");
     EXPECT_FALSE(libSonvane::allowExternalMicTesting()) << "no settings file";
 
     settings.write("[orvrsysinfodirect]\r\nSomethingElse.value=true\r\n"

@@ -5,6 +5,7 @@
 #include <orv/OrvSystem.h>
 #include <platform/Platform.h>
 
+#include <SettingsFile.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -106,39 +107,13 @@ TEST(StopRequestTest, StaysRaisedUntilClearedAndEndsAWaitOnAnotherThread) {
 
 // --- Settings ---------------------------------------------------------------
 
-// A settings file of its own for each test, named by SONVANE_SETTINGS while
-// the object lives.
-class SettingsFile {
-public:
-    explicit SettingsFile(char const* name) {
-        wchar_t folder[MAX_PATH] = {};
-        GetTempPathW(MAX_PATH, folder);
-        m_path = std::wstring(folder) + L"sonvane-foundation-" + std::wstring(name, name + strlen(name)) + L".ini";
-        DeleteFileW(m_path.c_str());
-        SetEnvironmentVariableW(L"SONVANE_SETTINGS", m_path.c_str());
-    }
-    ~SettingsFile() {
-        DeleteFileW(m_path.c_str());
-        SetEnvironmentVariableW(L"SONVANE_SETTINGS", nullptr);
-    }
-    void write(char const* content) {
-        FILE* file = _wfopen(m_path.c_str(), L"wb");
-        ASSERT_NE(nullptr, file);
-        fputs(content, file);
-        fclose(file);
-    }
-
-private:
-    std::wstring m_path;
-};
-
 bool externalMicSetting(orv::String& value) {
     return orv::Resource::getSetting("orvrsysinfodirect", "AllowExternalMicTesting.value", value,
                                      orv::OrvLocale::getGlobalLocale());
 }
 
 TEST(SettingsTest, MissingFileSectionOrKeyIsNotThere) {
-    SettingsFile settings("missing");
+    SettingsFile settings("foundation-missing");
     orv::String value("untouched");
     EXPECT_FALSE(externalMicSetting(value));
 
@@ -151,18 +126,18 @@ TEST(SettingsTest, MissingFileSectionOrKeyIsNotThere) {
 }
 
 TEST(SettingsTest, ValuesAreReadAsWrittenWithoutSurroundingBlanks) {
-    SettingsFile settings("values");
+    SettingsFile settings("foundation-values");
     settings.write("[orvrsysinfodirect]\r\nAllowExternalMicTesting.value=  true  \r\n");
     orv::String value;
     ASSERT_TRUE(externalMicSetting(value));
     EXPECT_TRUE(orv::String::strToBoolean(value.trim()));
 
-    SettingsFile other("false");
+    SettingsFile other("foundation-false");
     other.write("[orvrsysinfodirect]\r\nAllowExternalMicTesting.value=false\r\n");
     ASSERT_TRUE(externalMicSetting(value));
     EXPECT_EQ("false", value.toUtf8());
 
-    SettingsFile empty("empty");
+    SettingsFile empty("foundation-empty");
     empty.write("[orvrsysinfodirect]\r\nAllowExternalMicTesting.value=\r\n");
     ASSERT_TRUE(externalMicSetting(value)) << "an empty value is there";
     EXPECT_TRUE(value.empty());
