@@ -67,4 +67,8 @@ TEST(CliBadInput, AFormatTheDeviceRefusesEndsBeforeAnyFileAppears) {
 
     expectOneLine(runTool({"--machine", machine("laptop.json"), "play", "Speakers", "--channels", "1"}), 3,
                   "refuses to play");
+    // The laptop's combo-jack microphone is unplugged: no stream is tried.
+    expectOneLine(runTool({"--machine", machine("laptop.json"), "record", folder.file("take.wav"), "4"}), 3,
+                  "is unplugged; only an active endpoint can record");
+    EXPECT_TRUE(folder.names().empty()) << "a file was left behind";
 }

@@ -118,6 +118,18 @@ std::string candidates(std::vector<Endpoint const*> const& found) {
 
 }  // namespace
 
+Endpoint const& EndpointList::selectForStream(std::string const& choice, FlowWanted flow) const {
+    Endpoint const& chosen = select(choice, flow);
+    // A state the library could not read is left to the stream to judge.
+    bool const stateKnown = chosen.state() != 0xFFFFFFFFu;
+    if (stateKnown && !chosen.isActive()) {
+        throw deviceError("endpoint " + std::to_string(chosen.index) + " \"" + chosen.name() + "\" is " +
+                          stateName(chosen.state()) + "; only an active endpoint can " +
+                          (flow == FlowWanted::Render ? "play" : "record") + " (see 'sonvane list')");
+    }
+    return chosen;
+}
+
 Endpoint const& EndpointList::select(std::string const& choice, FlowWanted flow) const {
     if (choice.empty()) {
         return defaultEndpoint(flow);

@@ -37,6 +37,9 @@ public:
     // one of them that is active, and fails when that is not one. Throws a
     // device error that names what was asked and what was found.
     Endpoint const& select(std::string const& choice, FlowWanted flow) const;
+    // As select, for a stream: only an active endpoint plays or records, so
+    // a disabled, absent or unplugged one is a device error that says so.
+    Endpoint const& selectForStream(std::string const& choice, FlowWanted flow) const;
 
 private:
     Endpoint const& defaultEndpoint(FlowWanted flow) const;

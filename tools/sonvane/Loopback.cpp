@@ -86,8 +86,8 @@ LoopbackResult runLoopback(LoopbackSettings const& settings, EndpointList const&
     settings.stream.check();
     settings.tone.check(settings.stream.format);
     Stack const stack = settings.stream.chosenStack();
-    Endpoint const& render = endpoints.select(settings.render, FlowWanted::Render);
-    Endpoint const& capture = endpoints.select(settings.capture, FlowWanted::Capture);
+    Endpoint const& render = endpoints.selectForStream(settings.render, FlowWanted::Render);
+    Endpoint const& capture = endpoints.selectForStream(settings.capture, FlowWanted::Capture);
 
     LoopbackResult result;
     result.settings = settings;

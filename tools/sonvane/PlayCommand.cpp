@@ -35,7 +35,7 @@ ExitCode runPlay(Session& session, PlayOptions const& options) {
     options.tone.check(options.stream.format);
     Stack const stack = options.stream.chosenStack();
     EndpointList const endpoints = EndpointList::read();
-    Endpoint const& endpoint = endpoints.select(options.endpoint, FlowWanted::Render);
+    Endpoint const& endpoint = endpoints.selectForStream(options.endpoint, FlowWanted::Render);
 
     PcmBlock block(options.stream.format, options.stream.frames());
     block.fillTone(options.tone.frequency, options.tone.levelDb);

@@ -53,7 +53,7 @@ ExitCode runRecord(Session& session, RecordOptions const& options) {
     Stack const stack = options.stream.chosenStack();
     AtomicFile file(options.file);
     EndpointList const endpoints = EndpointList::read();
-    Endpoint const& endpoint = endpoints.select(options.endpoint, FlowWanted::Capture);
+    Endpoint const& endpoint = endpoints.selectForStream(options.endpoint, FlowWanted::Capture);
 
     PcmBlock block(options.stream.format, options.stream.frames());
     Recorder recorder(stack, endpoint.device, block);
