@@ -26,15 +26,6 @@ audiosim::Device& describeEndpoint(audiosim::MachineDescription& machine, EDataF
     return device;
 }
 
-std::wstring flatText(unsigned int (*length)(bool, unsigned int), bool (*copy)(bool, unsigned int, void*),
-                      bool render, unsigned int index) {
-    unsigned int const units = length(render, index);
-    std::vector<wchar_t> buffer(units + 1, L'#');
-    EXPECT_TRUE(copy(render, index, buffer.data()));
-    EXPECT_EQ(L'#', buffer[units]) << "the copy wrote past its length";
-    return std::wstring(buffer.data(), units);
-}
-
 void SimulatedMachineTest::TearDown() {
     tearDown();
     m_installation.reset();

@@ -7,6 +7,7 @@
 #include <audiosim/Installation.h>
 #include <audiosim/Machine.h>
 
+#include <FlatText.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -23,11 +24,6 @@ std::vector<BYTE> bytesOf(WAVEFORMATEXTENSIBLE const& format);
 // friendly name (the "description") and a 48 kHz device format.
 audiosim::Device& describeEndpoint(audiosim::MachineDescription& machine, EDataFlow flow, std::wstring const& id,
                                    DWORD state, std::wstring const& name, std::wstring const& description);
-
-// Reads a flat text as a plain caller must: the length first, then exactly
-// that many units into a buffer with a guard unit behind them.
-std::wstring flatText(unsigned int (*length)(bool, unsigned int), bool (*copy)(bool, unsigned int, void*),
-                      bool render, unsigned int index);
 
 class SimulatedMachineTest : public testing::Test {
 protected:

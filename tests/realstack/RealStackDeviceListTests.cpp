@@ -2,6 +2,7 @@
 // and the device format that a device object puts back when it goes.
 #include <libSonvane/libSonvane.h>
 
+#include <FlatText.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -53,16 +54,6 @@ void writeFormat(IMMDevice* device, std::vector<BYTE> format) {
     value.blob.pBlobData = format.data();
     store->SetValue(kDeviceFormatKey, value);
     store->Commit();
-}
-
-// Reads a text as a plain caller must, with a guard unit behind the length.
-std::wstring flatText(unsigned int (*length)(bool, unsigned int), bool (*copy)(bool, unsigned int, void*),
-                      bool render, unsigned int index) {
-    unsigned int const units = length(render, index);
-    std::vector<wchar_t> buffer(units + 1, L'#');
-    EXPECT_TRUE(copy(render, index, buffer.data()));
-    EXPECT_EQ(L'#', buffer[units]) << "a copy wrote past its length";
-    return std::wstring(buffer.data(), units);
 }
 
 class RealStack : public testing::Test {
