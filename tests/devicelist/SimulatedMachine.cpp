@@ -1,5 +1,7 @@
 #include "SimulatedMachine.h"
 
+#include <SimulatedEndpoint.h>
+
 namespace devicelist {
 
 WAVEFORMATEXTENSIBLE stereoAt(DWORD rate) {
@@ -40,11 +42,7 @@ audiosim::Machine& SimulatedMachineTest::install(audiosim::MachineDescription de
 }
 
 ATL::CComPtr<IMMDevice> SimulatedMachineTest::endpoint(std::wstring const& id) {
-    ATL::CComPtr<IMMDeviceEnumerator> enumerator;
-    m_machine->createEnumerator(__uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(&enumerator));
-    ATL::CComPtr<IMMDevice> device;
-    enumerator->GetDevice(id.c_str(), &device);
-    return device;
+    return simulatedEndpoint(*m_machine, id);
 }
 
 std::vector<BYTE> SimulatedMachineTest::storedFormat(std::wstring const& id) {

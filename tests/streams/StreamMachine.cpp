@@ -1,5 +1,7 @@
 #include "StreamMachine.h"
 
+#include <SimulatedEndpoint.h>
+
 #include <analysis/SignalAnalysis.h>
 
 #include <PcmFormat.h>
@@ -134,11 +136,7 @@ audiosim::Machine& StreamMachineTest::installLaptop(audiosim::MachineDescription
 }
 
 ATL::CComPtr<IMMDevice> StreamMachineTest::endpoint(std::wstring const& id) {
-    ATL::CComPtr<IMMDeviceEnumerator> enumerator;
-    m_machine->createEnumerator(__uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(&enumerator));
-    ATL::CComPtr<IMMDevice> device;
-    enumerator->GetDevice(id.c_str(), &device);
-    return device;
+    return simulatedEndpoint(*m_machine, id);
 }
 
 void waitUntilPlayed(libSonvane::AudioRenderer const& renderer) {

@@ -2,17 +2,8 @@
 
 namespace topologytests {
 
-ATL::CComPtr<IMMDevice> simulatedDevice(audiosim::Machine& machine, const std::wstring& id) {
-    ATL::CComPtr<IMMDeviceEnumerator> enumerator;
-    ATL::CComPtr<IMMDevice> device;
-    if (SUCCEEDED(machine.createEnumerator(__uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(&enumerator)))) {
-        enumerator->GetDevice(id.c_str(), &device);
-    }
-    return device;
-}
-
 AudioDeviceTopology simulatedTopology(audiosim::Machine& machine, const std::wstring& id) {
-    return AudioDeviceTopology(activate<IDeviceTopology>(simulatedDevice(machine, id)));
+    return AudioDeviceTopology(activate<IDeviceTopology>(simulatedEndpoint(machine, id)));
 }
 
 const wchar_t speakersId[] = L"{0.0.0.00000000}.{5e1a0c1e-0000-4000-8000-000000000001}";
@@ -46,7 +37,7 @@ audiosim::Machine volumeMachine() {
 }
 
 VolumeController<EndpointVolumeController> endpointController(audiosim::Machine& machine) {
-    EndpointVolumeController description{activate<IAudioEndpointVolume>(simulatedDevice(machine, speakersId)),
+    EndpointVolumeController description{activate<IAudioEndpointVolume>(simulatedEndpoint(machine, speakersId)),
                                          GUID(), orv::String("Speakers")};
     return VolumeController<EndpointVolumeController>(description);
 }

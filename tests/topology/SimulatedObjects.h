@@ -9,14 +9,13 @@
 
 #include <audiosim/Machine.h>
 
+#include <SimulatedEndpoint.h>
+
 #include <mmdeviceapi.h>
 
 #include <string>
 
 namespace topologytests {
-
-// The machine's device of that id; null when it has none.
-ATL::CComPtr<IMMDevice> simulatedDevice(audiosim::Machine& machine, const std::wstring& id);
 
 // An interface activated on the device; null on failure.
 template <class Interface>

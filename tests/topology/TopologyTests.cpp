@@ -122,7 +122,7 @@ TEST(AudioDeviceTopologyTest, UnreadableNodesShortenTheArraysAndANullTopologyEmp
 TEST(AudioDeviceTopologyTest, UncountedNodesReadAsNoneAndAnUnreadableSubunitIsLeftOut) {
     audiosim::Machine machine = laptop();
     ATL::CComPtr<IDeviceTopology> platformTopology =
-        topologytests::activate<IDeviceTopology>(topologytests::simulatedDevice(machine, codecTopology));
+        topologytests::activate<IDeviceTopology>(simulatedEndpoint(machine, codecTopology));
     ASSERT_TRUE(platformTopology);
     const std::vector<std::string> allSubunits = namesOf(simulatedTopology(machine, codecTopology).subunit());
     AudioDeviceTopology codec;

@@ -17,7 +17,6 @@
 namespace {
 
 using topologytests::activate;
-using topologytests::simulatedDevice;
 using topologytests::simulatedTopology;
 using topologytests::speakersId;
 using topologytests::volumeMachine;
