@@ -15,6 +15,7 @@ namespace {
 
 const HRESULT kNotInitialized = static_cast<HRESULT>(0x88890001);      // AUDCLNT_E_NOT_INITIALIZED
 const HRESULT kAlreadyInitialized = static_cast<HRESULT>(0x88890002);  // AUDCLNT_E_ALREADY_INITIALIZED
+const HRESULT kDeviceInvalidated = static_cast<HRESULT>(0x88890004);   // AUDCLNT_E_DEVICE_INVALIDATED
 const HRESULT kNotStopped = static_cast<HRESULT>(0x88890005);          // AUDCLNT_E_NOT_STOPPED
 const HRESULT kBufferTooLarge = static_cast<HRESULT>(0x88890006);      // AUDCLNT_E_BUFFER_TOO_LARGE
 const HRESULT kOutOfOrder = static_cast<HRESULT>(0x88890007);          // AUDCLNT_E_OUT_OF_ORDER
@@ -512,6 +513,7 @@ public:
     AudioClientObject(std::shared_ptr<Core> core, DevicePtr device)
         : ComObject(core, L"IAudioClient", L"IAudioClient " + device->id, device->id),
           m_id(device->id),
+          m_device(device),
           m_stream(std::make_shared<ClientStream>(core->streams, std::move(device), core)) {}
 
     ~AudioClientObject() override { m_stream->close(); }
@@ -522,7 +524,11 @@ public:
         return dispatch(method(L"Initialize"),
                         join({number(mode), hex(flags), signedNumber(bufferDuration), signedNumber(periodicity),
                               formatText(format), guidArgument(session)}),
-                        [&] { return m_stream->initialize(mode, flags, bufferDuration, periodicity, format); });
+                        [&]() -> HRESULT {
+                            if (!deviceIsActive())
+                                return kDeviceInvalidated;
+                            return m_stream->initialize(mode, flags, bufferDuration, periodicity, format);
+                        });
     }
 
     HRESULT STDMETHODCALLTYPE GetBufferSize(UINT32* frames) override {
@@ -613,7 +619,15 @@ private:
         return nullptr;
     }
 
+    // Windows opens no stream on an endpoint that is disabled, unplugged or
+    // gone; the state is read at the call, so an edit made after Activate counts.
+    bool deviceIsActive() const {
+        std::lock_guard<std::recursive_mutex> lock(m_core->mutex);
+        return m_device->state == DEVICE_STATE_ACTIVE;
+    }
+
     const std::wstring m_id;
+    const DevicePtr m_device;
     const StreamPtr m_stream;
 };
 

@@ -19,6 +19,7 @@ const HRESULT kUnsupportedFormat = static_cast<HRESULT>(0x88890008);
 const HRESULT kEventNotExpected = static_cast<HRESULT>(0x88890011);
 const HRESULT kInvalidPeriod = static_cast<HRESULT>(0x88890020);
 const HRESULT kDeviceInUse = static_cast<HRESULT>(0x8889000A);
+const HRESULT kDeviceInvalidated = static_cast<HRESULT>(0x88890004);
 const HRESULT kExclusiveNotAllowed = static_cast<HRESULT>(0x8889000E);
 
 const wchar_t cableInputId[] = L"{0.0.0.00000000}.{9e3c4d5f-6071-4283-94a5-c6d7e8f90a1b}";
@@ -102,6 +103,10 @@ TEST_F(StreamTest, FormatsAndBufferLimitsAreAnsweredPerShareMode) {
     EXPECT_EQ(kInvalidPeriod, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 10000000, 10000000, &accepted, nullptr));
     EXPECT_EQ(kInvalidPeriod, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 20000, 20000, &accepted, nullptr));
     EXPECT_EQ(kUnsupportedFormat, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 5000000, 5000000, &mono, nullptr));
+    // An endpoint unplugged after its client was made opens no stream until it is back.
+    machine.setState(speakersId, DEVICE_STATE_UNPLUGGED);
+    EXPECT_EQ(kDeviceInvalidated, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 5000000, 5000000, &accepted, nullptr));
+    machine.setState(speakersId, DEVICE_STATE_ACTIVE);
     ASSERT_EQ(S_OK, client->Initialize(AUDCLNT_SHAREMODE_EXCLUSIVE, 0, 5000000, 5000000, &accepted, nullptr));
     UINT32 frames = 0;
     EXPECT_EQ(S_OK, client->GetBufferSize(&frames));
