@@ -3,6 +3,7 @@
 #include <libSonvane/libSonvane.h>
 
 #include <FlatText.h>
+#include <RealStackTest.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -56,28 +57,14 @@ void writeFormat(IMMDevice* device, std::vector<BYTE> format) {
     store->Commit();
 }
 
-class RealStack : public testing::Test {
-protected:
-    void SetUp() override {
-        CoInitialize(nullptr);
-        HRESULT const hr = CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_INPROC_SERVER,
-                                            __uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(&m_enumerator));
-        ASSERT_TRUE(SUCCEEDED(hr)) << "no device enumerator: is the audio stack running?";
-    }
-    void TearDown() override {
-        m_enumerator.Release();
-        CoUninitialize();
-    }
-
-    ATL::CComPtr<IMMDeviceEnumerator> m_enumerator;
-};
+class RealStack : public RealStackTest {};
 
 TEST_F(RealStack, FlatListAgreesWithThePlatformEnumerator) {
     ASSERT_TRUE(initialize());
     for (bool render : {true, false}) {
         SCOPED_TRACE(render ? "render" : "capture");
         ATL::CComPtr<IMMDeviceCollection> collection;
-        m_enumerator->EnumAudioEndpoints(render ? eRender : eCapture, DEVICE_STATEMASK_ALL, &collection);
+        m_platform->EnumAudioEndpoints(render ? eRender : eCapture, DEVICE_STATEMASK_ALL, &collection);
         UINT count = 0;
         collection->GetCount(&count);
         ASSERT_EQ(count, numDevices(render));
@@ -104,7 +91,7 @@ TEST_F(RealStack, FlatListAgreesWithThePlatformEnumerator) {
 
 TEST_F(RealStack, ChangedDeviceFormatIsBackAfterTheDevicesAreGone) {
     ATL::CComPtr<IMMDevice> endpoint;
-    m_enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &endpoint);
+    m_platform->GetDefaultAudioEndpoint(eRender, eConsole, &endpoint);
     ASSERT_TRUE(endpoint != nullptr);
     std::vector<BYTE> const original = storedValue(endpoint, kDeviceFormatKey);
     ASSERT_EQ(40u, original.size());
@@ -134,7 +121,7 @@ TEST_F(RealStack, ChangedDeviceFormatIsBackAfterTheDevicesAreGone) {
 TEST_F(RealStack, CompatibleFormatsAreTheGridFormatsTheClientAccepts) {
   for (EDataFlow flow : {eRender, eCapture}) {
     ATL::CComPtr<IMMDevice> endpoint;
-    m_enumerator->GetDefaultAudioEndpoint(flow, eConsole, &endpoint);
+    m_platform->GetDefaultAudioEndpoint(flow, eConsole, &endpoint);
     ASSERT_TRUE(endpoint != nullptr);
     AudioDevice device(endpoint.p);
     ATL::CComPtr<IAudioClient> client = device.audioClient();

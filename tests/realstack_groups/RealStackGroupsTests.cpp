@@ -5,6 +5,7 @@
 
 #include "LogCapture.h"
 
+#include <RealStackTest.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -15,19 +16,8 @@
 
 namespace {
 
-class RealStackGroups : public ::testing::Test {
+class RealStackGroups : public RealStackTest {
 protected:
-    void SetUp() override {
-        CoInitialize(nullptr);
-        HRESULT const hr = CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_INPROC_SERVER,
-                                            __uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(&m_platform));
-        ASSERT_TRUE(SUCCEEDED(hr)) << "no device enumerator on this machine: is the audio stack running?";
-    }
-    void TearDown() override {
-        m_platform.Release();
-        CoUninitialize();
-    }
-
     // Endpoints in the states the groups are built from, counted without the
     // library, and whether any of them has a topology.
     void countGroupableEndpoints(UINT& count, bool& anyTopology) {
@@ -47,8 +37,6 @@ protected:
             }
         }
     }
-
-    ATL::CComPtr<IMMDeviceEnumerator> m_platform;
 };
 
 TEST_F(RealStackGroups, NoTopologyGivesNoGroupAndNoErrorLine) {

@@ -5,6 +5,7 @@
 #include <libSonvane/libSonvane.h>
 
 #include <LogCapture.h>
+#include <RealStackTest.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -23,23 +24,12 @@ struct PlatformEndpoint {
     DWORD state = 0;
 };
 
-class RealStackCards : public ::testing::Test {
+class RealStackCards : public RealStackTest {
 protected:
-    void SetUp() override {
-        CoInitialize(nullptr);
-        HRESULT const hr = CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_INPROC_SERVER,
-                                            __uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(&m_enumerator));
-        ASSERT_TRUE(SUCCEEDED(hr)) << "no device enumerator on this machine: is the audio stack running?";
-    }
-    void TearDown() override {
-        m_enumerator.Release();
-        CoUninitialize();
-    }
-
     std::vector<PlatformEndpoint> listDirectly(EDataFlow flow, DWORD states) {
         std::vector<PlatformEndpoint> endpoints;
         ATL::CComPtr<IMMDeviceCollection> collection;
-        EXPECT_TRUE(SUCCEEDED(m_enumerator->EnumAudioEndpoints(flow, states, &collection)));
+        EXPECT_TRUE(SUCCEEDED(m_platform->EnumAudioEndpoints(flow, states, &collection)));
         UINT count = 0;
         collection->GetCount(&count);
         for (UINT i = 0; i < count; ++i) {
@@ -64,8 +54,6 @@ protected:
         }
         return endpoints;
     }
-
-    ATL::CComPtr<IMMDeviceEnumerator> m_enumerator;
 };
 
 std::wstring wide(orv::String const& text) {

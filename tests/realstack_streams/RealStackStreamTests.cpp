@@ -13,6 +13,7 @@
 
 #include <LogCapture.h>
 #include <PcmFormat.h>
+#include <RealStackTest.h>
 #include <SinkKeeper.h>
 #include <gtest/gtest.h>
 
@@ -117,23 +118,22 @@ void expectTone(pcmanalysis::Signal const& channel, double shortest, double long
     EXPECT_LE(heardSeconds, longest);
 }
 
-class RealStackStreams : public ::testing::Test {
+class RealStackStreams : public RealStackTest {
 protected:
     void SetUp() override {
-        CoInitialize(nullptr);
-        ATL::CComPtr<IMMDeviceEnumerator> enumerator;
-        HRESULT const hr = CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_INPROC_SERVER,
-                                            __uuidof(IMMDeviceEnumerator), reinterpret_cast<void**>(&enumerator));
-        ASSERT_TRUE(SUCCEEDED(hr)) << "no device enumerator on this machine: is the audio stack running?";
-        ASSERT_TRUE(SUCCEEDED(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &m_render)));
-        ASSERT_TRUE(SUCCEEDED(enumerator->GetDefaultAudioEndpoint(eCapture, eConsole, &m_capture)));
+        RealStackTest::SetUp();
+        if (HasFatalFailure()) {
+            return;
+        }
+        ASSERT_TRUE(SUCCEEDED(m_platform->GetDefaultAudioEndpoint(eRender, eConsole, &m_render)));
+        ASSERT_TRUE(SUCCEEDED(m_platform->GetDefaultAudioEndpoint(eCapture, eConsole, &m_capture)));
         ASSERT_TRUE(m_keeper.isPlaying());
     }
 
     void TearDown() override {
         m_render.Release();
         m_capture.Release();
-        CoUninitialize();
+        RealStackTest::TearDown();
     }
 
     // Both channels hold one tone of about a second: the loopback may cut
