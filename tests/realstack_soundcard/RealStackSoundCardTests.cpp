@@ -4,6 +4,7 @@
 // an empty (or whatever) path, with empty connector maps.
 #include <libSonvane/libSonvane.h>
 
+#include <DeviceIds.h>
 #include <LogCapture.h>
 #include <RealStackTest.h>
 #include <gtest/gtest.h>
@@ -56,18 +57,6 @@ protected:
     }
 };
 
-std::wstring wide(orv::String const& text) {
-    return text.wideBuffer();
-}
-
-std::vector<std::wstring> ids(orv::Array<AudioDevice> const& devices) {
-    std::vector<std::wstring> result;
-    for (AudioDevice const& device : devices) {
-        result.push_back(wide(device.deviceProperty().deviceId));
-    }
-    return result;
-}
-
 TEST_F(RealStackCards, EndpointsAreGroupedByTheirPathCaptureFirst) {
     std::vector<PlatformEndpoint> const capture = listDirectly(eCapture, DEVICE_STATEMASK_ALL);
     std::vector<PlatformEndpoint> const render = listDirectly(eRender, DEVICE_STATEMASK_ALL);
@@ -93,11 +82,11 @@ TEST_F(RealStackCards, EndpointsAreGroupedByTheirPathCaptureFirst) {
     ASSERT_EQ(paths.size(), cards.size());
     for (orv::Uint32 i = 0; i < cards.size(); ++i) {
         SoundCard& card = *static_cast<SoundCard*>(cards[i].get());
-        EXPECT_EQ(paths[i], wide(card.deviceId()));
+        EXPECT_EQ(paths[i], text(card.deviceId()));
 
         orv::Array<AudioDevice> playback;
         card.allPlaybackDevice(playback);
-        EXPECT_EQ(renderIds[paths[i]], ids(playback));
+        EXPECT_EQ(renderIds[paths[i]], idsOf(playback));
         for (auto const* list : {&capture, &render}) {
             for (PlatformEndpoint const& endpoint : *list) {
                 EXPECT_EQ(endpoint.path == paths[i], card.hasEndpoint(endpoint.id.c_str())) << endpoint.id.c_str();
@@ -144,12 +133,12 @@ TEST_F(RealStackCards, EachCardIsFoundByItsInstanceId) {
     orv::Array<SoundCard> const cards = SoundCard::enumerateSystemSoundDevices();
     ASSERT_GT(cards.size(), 0u);
     for (SoundCard const& card : cards) {
-        std::wstring const path = wide(card.deviceId());
+        std::wstring const path = text(card.deviceId());
         size_t const dot = path.find(L'.');
         std::wstring const expected =
             dot == std::wstring::npos ? std::wstring() : path.substr(dot + 1, path.find(L'.', dot + 1) - dot - 1);
         LogCapture log;
-        EXPECT_EQ(expected, wide(card.instanceId()));
+        EXPECT_EQ(expected, text(card.instanceId()));
         EXPECT_EQ(expected.empty(), log.contains("Unrecognized device id format", 3)) << log.dump();
 
         SoundCard found;
@@ -172,7 +161,7 @@ TEST_F(RealStackCards, ShortLivedListerReplacesItsOutput) {
         expected.push_back(endpoint.id);
     }
     EXPECT_EQ(expected.size(), count);
-    EXPECT_EQ(expected, ids(devices));
+    EXPECT_EQ(expected, idsOf(devices));
     EXPECT_TRUE(log.contains("Device state index 15 found " + std::to_string(count) + " devices", 2)) << log.dump();
 }
 

@@ -6,26 +6,6 @@ namespace soundcard {
 
 wchar_t const kPathKey[] = L"{B3F8FA53-0004-438E-9003-51A46E139BFC},2";
 
-std::wstring text(orv::String const& value) {
-    return value.wideBuffer();
-}
-
-std::vector<std::wstring> idsOf(orv::Array<AudioDevice> const& devices) {
-    std::vector<std::wstring> ids;
-    for (AudioDevice const& device : devices) {
-        ids.push_back(text(device.deviceProperty().deviceId));
-    }
-    return ids;
-}
-
-std::vector<std::wstring> idsOf(orv::Array<AudioInterfacePtr> const& devices) {
-    std::vector<std::wstring> ids;
-    for (AudioInterfacePtr const& device : devices) {
-        ids.push_back(text(device->deviceProperty().deviceId));
-    }
-    return ids;
-}
-
 void SimulatedCards::SetUp() {
     CoInitialize(nullptr);
 }

@@ -7,6 +7,7 @@
 #include <audiosim/Installation.h>
 #include <audiosim/Machine.h>
 
+#include <DeviceIds.h>
 #include <ShippedMachines.h>
 #include <gtest/gtest.h>
 
@@ -29,10 +30,6 @@ using shippedlaptop::kMicrophone;
 using shippedlaptop::kMicrophoneArray;
 using shippedlaptop::kRealtekPath;
 using shippedlaptop::kSpeakers;
-
-std::wstring text(orv::String const& value);
-std::vector<std::wstring> idsOf(orv::Array<AudioDevice> const& devices);
-std::vector<std::wstring> idsOf(orv::Array<AudioInterfacePtr> const& devices);
 
 class SimulatedCards : public testing::Test {
 protected:
